@@ -1,0 +1,35 @@
+# Two commands do everything: `make run` and `make test`.
+BUILD := build
+ASAN_BUILD := build-asan
+JOBS := $(shell nproc 2>/dev/null || echo 2)
+
+.PHONY: all build run test test-fast deps clean install
+
+all: build
+
+deps:
+	@if ! ls /usr/lib/*/libgtest.a /usr/lib/libgtest.a >/dev/null 2>&1 && \
+	    ! ls /usr/local/lib/libgtest.a >/dev/null 2>&1; then \
+	  echo "installing GoogleTest (libgtest-dev)"; \
+	  apt-get update -qq && apt-get install -y -qq libgtest-dev cmake g++ >/dev/null; \
+	fi
+
+build:
+	cmake -S . -B $(BUILD) -DCMAKE_BUILD_TYPE=Release >/dev/null
+	cmake --build $(BUILD) -j $(JOBS)
+
+run: build
+	./$(BUILD)/tsumugi
+
+# Every test on the optimised build.
+test-fast: deps build
+	ctest --test-dir $(BUILD) --output-on-failure -j $(JOBS) --no-tests=error
+
+test: test-fast
+
+clean:
+	rm -rf $(BUILD) $(ASAN_BUILD)
+
+PREFIX ?= /usr/local
+install: build
+	cmake --install $(BUILD) --prefix $(DESTDIR)$(PREFIX)

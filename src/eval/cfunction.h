@@ -1,0 +1,203 @@
+// The evaluator and the primitives it dispatches to.
+#pragma once
+
+#include "printer/cprint.h"
+
+class cfunction : public cprint {
+ public:
+  // Dispatch.
+  _cell* eval(_cell* form, _symval* frame, long count, long mark);
+  _cell* evalu(_cell* form, _symval* frame, long count, int& passThrough, long mark);
+
+  // List workers shared by the special forms.
+  int CheckFunc(_cell* args);
+  _cell* condition(_cell* clauses, _symval* frame, long count, long mark);
+  _cell* IfClause(_cell* args, _symval* frame, long count, long mark);
+  _cell* tand(_cell* args, _symval* frame, long count, long mark);
+  _cell* tor(_cell* args, _symval* frame, long count, long mark);
+  _cell* tprogn(_cell* forms, _symval* frame, long count, long mark);
+  _cell* tprog1(_cell* forms, _symval* frame, long count, long mark);
+  _cell* tlist(_cell* args, _symval* frame, long count, long mark);
+  _cell* tlist2(_cell* args, _symval* frame, long count, _cell** firstOut, long mark);
+  _cell* values(_cell* args, _symval* frame, long count, long mark);
+  _cell* LastCell(_cell* list);
+  _cell* Copy(_cell* x);
+  long tlength(_cell* list) {
+    long n = 0;
+    for (; list->type == 'l'; list = list->cdr) n++;
+    return n;
+  }
+  _cell* tmember(_cell* x, _cell* list);
+  _cell* jcons(_cell* a, _cell* d);
+  _cell* jnth(long n, _cell* list);
+  _cell* jprenth(long n, _cell* list);
+
+  // Application.
+  // 1 bound; 0 the lambda list or the argument count is wrong; -1 an argument failed (its
+  // error, or an exit passing through, is already under way).
+  int initTemploc(_symval* frame, long n, _cell* lambdaList, _cell* args, _symval* callerFrame,
+                  long callerCount, long mark);
+  _cell* MakeRest(_cell* args, _symval* frame, long count, long mark);
+  _cell* MakeQuoteEach(_cell* list);
+  _cell* funcall(_cell* form, _cell* argForms, _symval* frame, long count, long mark);
+  _cell* apply(_cell* form, _cell* argForms, _symval* frame, long count, long mark);
+  _cell* function(_cell* x, _symval* frame, long count, long mark);
+  _cell* symbol_function(_cell* args, _symval* frame, long count);
+  _cell* rplaca(_cell* cons, _cell* value, _symval* frame, long count);
+  _cell* rplacd(_cell* cons, _cell* value, _symval* frame, long count);
+  void SetOrgLoc(_symval* dst, long dstCount, _symval* src, long from, long to);
+
+  // Macros and backquote.
+  _cell* MacroExec(_cell* args, _symval* record, _symval* callerFrame, long callerCount);
+  _cell* MacroExec2(_cell* args, _symval* record, _symval* callerFrame, long callerCount,
+                    long mark);
+  int initTemplocForMacro(_symval* frame, long n, _cell* lambdaList, _cell* args);
+  _cell* backquote(_cell* args, _symval* frame, long count, long mark);
+  _cell* backquote2(_cell* t, _symval* frame, long count, long mark);
+
+  // Binding and control forms.
+  _cell* Let(_cell* args, _symval* frame, long count, long mark);
+  _cell* LetAst(_cell* args, _symval* frame, long count, long mark);
+  _cell* prog(_cell* args, _symval* frame, long count, long mark);
+  _cell* progBody(_cell* body, _symval* frame, long count, long mark);
+  int progBody2(_cell* statements, _symval* frame, long count, long mark);
+
+  // Non-local exits.
+  _cell* catch_lisp(_cell* args, _symval* frame, long count);
+  _cell* throw_lisp(_cell* args, _symval* frame, long count);
+  _cell* block_lisp(_cell* args, _symval* frame, long count);
+  _cell* return_from_lisp(_cell* args, _symval* frame, long count);
+  _cell* unwind_protect(_cell* args, _symval* frame, long count);
+
+  // Debug and break loops.
+  void errorlisp(_symval* frame, long count);
+  _cell* breaklisp(_symval* frame, long count);
+  void MultiPrintS(_cell* values);
+
+  // Numbers.
+  _cell* Wa(_cell* x, _cell* y);
+  _cell* Sa(_cell* x, _cell* y);
+  _cell* Seki(_cell* x, _cell* y);
+  _cell* Sho(_cell* x, _cell* y);
+  _cell* plus(_cell* args, _symval* frame, long count, long mark);
+  _cell* times(_cell* args, _symval* frame, long count, long mark);
+  _cell* minus(_cell* args, _symval* frame, long count, long mark);
+  _cell* divide(_cell* args, _symval* frame, long count, long mark);
+  _cell* OnePlus(_cell* form, _symval* frame, long count, long mark);
+  _cell* OneMinus(_cell* form, _symval* frame, long count, long mark);
+  _cell* minusp(_cell* value);
+  // Evaluates the argument form at the head of rest, with the accumulator (if any) and the
+  // remaining arguments protected.
+  _cell* evalArith(_cell* acc, _cell* rest, _symval* frame, long count, long mark);
+  _cell* subtractOrDivide(_cell* args, _symval* frame, long count, long mark, bool dividing);
+  _cell* addOne(_cell* form, _symval* frame, long count, long mark, long delta);
+  // "=" on two evaluated values: T, NIL, or null when the types make it a syntax error.
+  _cell* numberEqual(_cell* x, _cell* y);
+
+  // Mathematical functions.
+  _cell* jSqrt(_cell* form, _symval* frame, long count, long mark);
+  _cell* jExpt(_cell* base, _cell* power, _symval* frame, long count, long mark);
+  _cell* jExp(_cell* form, _symval* frame, long count, long mark);
+  _cell* jLog(_cell* form, _symval* frame, long count, long mark);
+  _cell* jSin(_cell* form, _symval* frame, long count, long mark);
+  _cell* jCos(_cell* form, _symval* frame, long count, long mark);
+  _cell* jTan(_cell* form, _symval* frame, long count, long mark);
+  _cell* jAsin(_cell* form, _symval* frame, long count, long mark);
+  _cell* jAcos(_cell* form, _symval* frame, long count, long mark);
+  _cell* jAtan(_cell* form, _symval* frame, long count, long mark);
+  struct Transcendental;
+  _cell* transcendental(const Transcendental& f, _cell* form, _symval* frame, long count,
+                        long mark);
+  _cell* jEvenp(_cell* form, _symval* frame, long count, long mark);
+  _cell* tfloor(_cell* form, _symval* frame, long count, long mark);
+
+  // Random numbers and time.
+  _cell* Random(_cell* form, _symval* frame, long count, long mark);
+  _cell* LocalTime(_cell* form, _symval* frame, long count, long mark);
+  _cell* MakeTime(_cell* form, _symval* frame, long count, long mark);
+
+  // Streams.
+  _cell* topen(_cell* args, _symval* frame, long count, long mark);
+  _cell* tclose(_cell* form, _symval* frame, long count, long mark);
+  _cell* tread(_cell* args, _symval* frame, long count, long mark);
+  _cell* readLineForm(_cell* args, _symval* frame, long count, long mark);
+  FILE* getStream(_cell* s);
+  FILE* getStream2(_cell* s);
+  _cell* SetFilePointer(FILE* f);
+  int toPathMojiretsu(_cell* str, unsigned char* buf, int size);
+  // The file of an open stream object, or null.
+  FILE* openStream(_cell* s) { return s->sub == 's' ? getStream(s) : nullptr; }
+
+  // Strings, characters and symbols.
+  _cell* jlength(_cell* value);
+  _cell* tchar(_cell* args, _symval* frame, long count, long mark);
+  _cell* coerce(_cell* args, _symval* frame, long count, long mark);
+  _cell* StringEqual(_cell* a, _cell* b);
+  _cell* char_to_code(_cell* args, _symval* frame, long count, long mark);
+  _cell* code_to_char(_cell* args, _symval* frame, long count, long mark);
+  _cell* symbolname(_cell* args, _symval* frame, long count, long mark);
+  _cell* t_intern(_cell* args, _symval* frame, long count, long mark);
+  _cell* t_intern_wide(_cell* args, _symval* frame, long count, long mark);
+  _cell* internName(_cell* args, _symval* frame, long count, long mark, bool wide);
+  int isAllMoji(_cell* list);
+  long getRealMojiretsuLen(_cell* list);
+
+  // Arrays.
+  _cell* SetArray(_cell* form, _symval* frame, long count, long mark);
+  _cell* ArrayCar(_cell* value);
+  _cell* ArrayCdr(_cell* value);
+
+  // State of PROG** and the exits.
+  _cell* GoSymbol = nullptr;
+  char ReturnFlag = 0;
+  _cell* ReturnValue = nullptr;
+  _cell* throwTag = nullptr;
+  _cell* throwValue = nullptr;
+  _cell* returnFromName = nullptr;
+  _cell* returnFromValue = nullptr;
+
+ protected:
+  // Reports a malformed built-in form: the message, the debug loop, a null result.
+  _cell* syntaxError(_symval* frame, long count);
+  // Prints a message, runs the debug loop and gives the null result of a failure.
+  _cell* fail(const char* message, _symval* frame, long count);
+  // Evaluates a form while its surroundings stay protected on the cell stack.
+  _cell* evalProtected(_cell* form, _symval* frame, long count, long mark) {
+    IncCellStack(nullptr);
+    IncCellStack(form);
+    _cell* r = eval(form, frame, count, mark);
+    PopCellStack();
+    return r;
+  }
+  // The frame and body of LET (sequential: LET*) with k bindings.
+  _cell* bindAndRun(_cell* args, long k, _symval* frame, long count, long mark, bool sequential);
+  // Calls a lambda value: binds, copies the captured frame in, runs, writes back.
+  _cell* callLambda(_cell* lambda, _cell* args, _symval* callerFrame, long callerCount,
+                    long mark);
+  // Ends a frame after the body that ran in it returned value.
+  void endFrame(_symval* f, long n, _cell* value) {
+    if (value && value->envCount != 0 && f) {
+      keepFrame(f, n);
+    } else {
+      releaseFrame(f);
+    }
+  }
+  // The pipeline after acquisition: SkipTerm and the rewriting steps on lineStr (0 when one
+  // fails), then the parse (a null form when it fails).
+  int parseLine(_cell** form);
+  // The loop of errorlisp and breaklisp; CONTINUE (break loop only) gives NIL.
+  _cell* debugLoop(_symval* frame, long count, bool isBreak);
+  // Evaluates a form read by a loop and restores the stacks afterwards.
+  _cell* evalTopForm(_cell* form, _symval* frame, long count);
+  // Prints a loop's result, or the report of an exit that found no receiver.
+  void reportResult(_cell* r);
+  // The exact result of num/den: an integer when the denominator reduces to 1; null after
+  // the division message when wrap-around made the denominator 0.
+  _cell* exactResult(long num, long den);
+
+ private:
+  std::vector<std::pair<_cell**, _cell*>> copyWork;
+};
+
+inline long moveMark(long mark, long k) { return mark < 0 ? mark - k : (mark > 0 ? mark + k : 0); }
+inline bool isNumberCell(const _cell* c) { return c->type == 'i' || c->type == 'b' || c->type == 'n'; }

@@ -1,0 +1,605 @@
+// eval and evalu: atoms, variables, the built-in heads and user functions.
+#include <cmath>
+#include <cstdlib>
+
+#include "eval/cfunction.h"
+#include "top/keywords.h"
+
+namespace {
+inline _cell* boolCell(bool b) { return b ? TCell : NILCell; }
+}  // namespace
+
+_cell* cfunction::syntaxError(_symval* frame, long count) {
+  return fail("エラー: 文法エラー", frame, count);
+}
+
+_cell* cfunction::fail(const char* message, _symval* frame, long count) {
+  std::puts(message);
+  errorlisp(frame, count);
+  return nullptr;
+}
+
+_cell* cfunction::eval(_cell* form, _symval* frame, long count, long mark) {
+  // Only built-in symbols carry a code, so these three tests need no type test.
+  if (form->type == 'l') {
+    switch (form->car->code) {
+      case hValues:
+        return values(form->cdr, frame, count, mark);
+      case hReadLine:
+        return readLineForm(form->cdr, frame, count, mark);
+      case hEval1: {
+        if (!consp(form->cdr)) return fail("エラー: 文法が違います。", frame, count);
+        _cell* v = eval(form->cdr->car, frame, count, mark);
+        if (!v) return nullptr;
+        return evalProtected(v, frame, count, mark < 0 ? -mark : mark);
+      }
+      default:
+        break;
+    }
+  }
+  int passThrough;
+  _cell* r = evalu(form, frame, count, passThrough, mark);
+  if (r && !passThrough) r->values = nullptr;
+  return r;
+}
+
+_cell* cfunction::evalu(_cell* form, _symval* frame, long count, int& pt, long mark) {
+  CheckStackDepth();
+  if (freeCells <= 999 || freeNums <= 999 || freeInts <= 999) gc();
+  pt = 0;
+  switch (form->type) {
+    case 'l':
+      break;
+    case 's': {
+      if (form->sub == 'c') return form;
+      pt = 1;
+      for (long i = 0; i < count; i++) {
+        if (frame[i].symbol == form) return frame[i].value;
+      }
+      if (long g = getSymVal(form); g >= 0) return gvBase[g].value;
+      pt = 0;
+      return fail("エラー: その変数には代入されていません", frame, count);
+    }
+    default:
+      pt = 1;
+      return form;
+  }
+
+  _cell* head = form->car;
+  _cell* args = form->cdr;
+  if (head->type != 's') {
+    if (consp(head) && head->car == LAMBDA) {
+      // ((LAMBDA ...) . args) is evaluated as (FUNCALL (FUNCTION (LAMBDA ...)) . args).
+      _cell* c1 = getCell();
+      _cell* c2 = getCell();
+      _cell* c3 = getCell();
+      _cell* c4 = getCell();
+      c1->car = FUNCALL;
+      c1->cdr = c2;
+      c2->car = c3;
+      c2->cdr = args;
+      c3->car = FUNCTION;
+      c3->cdr = c4;
+      c4->car = head;
+      pt = 1;
+      return evalProtected(c1, frame, count, mark);
+    }
+    return syntaxError(frame, count);
+  }
+
+  // The checks of one- and two-argument heads.
+#define NEED1 \
+  if (!consp(args)) return syntaxError(frame, count)
+#define NEED2 \
+  if (!consp(args) || !consp(args->cdr)) return syntaxError(frame, count)
+#define EVAL1ARG(v)                                 \
+  NEED1;                                            \
+  _cell* v = eval(args->car, frame, count, mark); \
+  if (!v) return nullptr
+#define EVAL2ARGS(a, b)                               \
+  NEED2;                                              \
+  IncCellStack(nullptr);                              \
+  IncCellStack(args);                                 \
+  _cell* a = eval(args->car, frame, count, mark);   \
+  if (!a) {                                           \
+    PopCellStack();                                   \
+    return nullptr;                                   \
+  }                                                   \
+  IncCellStack(a);                                    \
+  _cell* b = eval(args->cdr->car, frame, count, mark); \
+  PopCellStack();                                     \
+  if (!b) return nullptr
+
+  switch (head->code) {
+    case hQuote:
+      NEED1;
+      return args->car;
+    case hCar: {
+      EVAL1ARG(v);
+      if (!consp(v)) return syntaxError(frame, count);
+      return v->car;
+    }
+    case hCdr: {
+      EVAL1ARG(v);
+      if (!consp(v)) return syntaxError(frame, count);
+      return v->cdr;
+    }
+    case hCons: {
+      EVAL2ARGS(a, b);
+      _cell* c = getCell();
+      c->car = a;
+      c->cdr = b;
+      return c;
+    }
+    case hBackquote:
+      return backquote(args, frame, count, mark);
+    case hPrint:
+    case hPrin1:
+    case hPrinc: {
+      NEED1;
+      IncCellStack(nullptr);
+      IncCellStack(args);
+      _cell* x = eval(args->car, frame, count, mark);
+      if (!x) {
+        PopCellStack();
+        return nullptr;
+      }
+      IncCellStack(x);
+      FILE* out = nullptr;
+      if (consp(args->cdr)) {
+        _cell* s = eval(args->cdr->car, frame, count, mark);
+        if (!s) {
+          PopCellStack();
+          return nullptr;
+        }
+        out = openStream(s);
+        if (!out) {
+          PopCellStack();
+          return syntaxError(frame, count);
+        }
+      }
+      PopCellStack();
+      if (head->code == hPrinc) {
+        princS(x, out ? out : stdout);
+      } else if (out) {
+        if (head->code == hPrint) std::fputc('\n', out);
+        printSStrm(x, out);
+        if (head->code == hPrint) std::fputc(' ', out);
+      } else {
+        if (head->code == hPrint) std::putchar('\n');
+        printS(x);
+        if (head->code == hPrint) std::putchar(' ');
+      }
+      return x;
+    }
+    case hSet: {
+      EVAL2ARGS(a, b);
+      if (a->type != 's' || a->sub == 'c') return syntaxError(frame, count);
+      gvBase[getSymVal2(a)].value = b;
+      return b;
+    }
+    case hDefparameter:
+    case hDefvar: {
+      NEED2;
+      _cell* sym = args->car;
+      _cell* v = evalProtected(args->cdr->car, frame, count, mark);
+      if (!v) return nullptr;
+      if (sym->type != 's' || sym->sub == 'c') return syntaxError(frame, count);
+      v->values = nullptr;
+      if (head->code == hDefparameter || getSymVal(sym) < 0) gvBase[getSymVal2(sym)].value = v;
+      return sym;
+    }
+    case hSetq: {
+      NEED2;
+      _cell* sym = args->car;
+      if (sym->type == 's' && sym->sub == 'c') return syntaxError(frame, count);
+      IncCellStack(nullptr);
+      IncCellStack(args);
+      _cell* v = eval(args->cdr->car, frame, count, mark);
+      if (!v) return nullptr;  // deliberately without popping: the loops reset the stacks
+      PopCellStack();
+      if (sym->type != 's') return syntaxError(frame, count);
+      long i = getLocal(frame, count, sym, 0);
+      if (i >= 0) {
+        frame[i].value = v;
+      } else {
+        gvBase[getSymVal2(sym)].value = v;
+      }
+      return v;
+    }
+    case hAnd:
+      pt = 1;
+      return tand(args, frame, count, mark);
+    case hOr:
+      pt = 1;
+      return tor(args, frame, count, mark);
+    case hOnePlus:
+      NEED1;
+      return OnePlus(args->car, frame, count, mark);
+    case hOneMinus:
+      NEED1;
+      return OneMinus(args->car, frame, count, mark);
+    case hAtom: {
+      EVAL1ARG(v);
+      return boolCell(!consp(v));
+    }
+    case hConsp: {
+      EVAL1ARG(v);
+      return boolCell(consp(v));
+    }
+    case hNumberp: {
+      EVAL1ARG(v);
+      return boolCell(isNumberCell(v));
+    }
+    case hIntegerp: {
+      EVAL1ARG(v);
+      return boolCell(v->type == 'i');
+    }
+    case hEval: {
+      EVAL1ARG(v);
+      return evalProtected(v, frame, count, mark < 0 ? -mark : mark);
+    }
+    case hTimes:
+      return times(args, frame, count, mark);
+    case hPlus:
+      return plus(args, frame, count, mark);
+    case hMinus:
+      return minus(args, frame, count, mark);
+    case hDivide:
+      return divide(args, frame, count, mark);
+    case hNumberEqual: {
+      EVAL2ARGS(a, b);
+      _cell* r = numberEqual(a, b);
+      return r ? r : syntaxError(frame, count);
+    }
+    case hEq: {
+      EVAL2ARGS(a, b);
+      switch (a->type) {
+        case 's':
+        case 'l':
+        case 'a':
+          return boolCell(a == b);
+        case 'i':
+          return boolCell(b->type == 'i' && ival(a) == ival(b));
+        default:
+          return NILCell;  // floats, fractions and characters are never EQ
+      }
+    }
+    case hEql: {
+      EVAL2ARGS(a, b);
+      if (a == b) return TCell;
+      if (a->type != b->type) return NILCell;
+      switch (a->type) {
+        case 'i':
+          return boolCell(ival(a) == ival(b));
+        case 'n':
+          return boolCell(nval(a) == nval(b));
+        case 'b':
+          return boolCell(bunshi(a) == bunshi(b) && bunbo(a) == bunbo(b));
+        case 'm':
+          return boolCell(chval(a) == chval(b) && ch2val(a) == ch2val(b));
+        default:
+          return NILCell;
+      }
+    }
+    case hNull: {
+      EVAL1ARG(v);
+      return boolCell(v == NILCell);
+    }
+    case hProgn:
+      pt = 1;
+      return tprogn(args, frame, count, mark);
+    case hProg1:
+      pt = 1;
+      return tprog1(args, frame, count, mark);
+    case hMinusp: {
+      NEED1;
+      return minusp(eval(args->car, frame, count, mark));
+    }
+    case hCond:
+      pt = 1;
+      return condition(args, frame, count, mark);
+    case hIf:
+      pt = 1;
+      return IfClause(args, frame, count, mark);
+    case hDefun:
+    case hDefmacro: {
+      if (!CheckFunc(args)) return syntaxError(frame, count);
+      _cell* name = args->car;
+      _symval* rec = getFuncval(name);
+      rec->symbol = getStringCell(symname(name));
+      _cell* c1 = getCell();
+      _cell* c2 = getCell();
+      _cell* c3 = getCell();
+      _cell* c4 = getCell();
+      c1->car = args->cdr->car;  // the lambda list
+      c1->cdr = c2;
+      c2->car = c3;
+      c3->car = BLOCKLISP;
+      c3->cdr = c4;
+      c4->car = name;
+      c4->cdr = args->cdr->cdr;  // the body
+      rec->value = c1;
+      rec->tag = head->code == hDefun ? 'f' : 'm';
+      return name;
+    }
+    case hLet:
+      pt = 1;
+      return Let(args, frame, count, mark);
+    case hLetAst:
+      pt = 1;
+      return LetAst(args, frame, count, mark);
+    case hProg:
+      pt = 1;
+      return prog(args, frame, count, mark);
+    case hGo:
+      NEED1;
+      if (args->car->type != 's') return syntaxError(frame, count);
+      GoSymbol = args->car;
+      return TCell;
+    case hApply:
+      NEED1;
+      pt = 1;
+      return apply(args, args->cdr, frame, count, mark);
+    case hFuncall:
+      NEED1;
+      pt = 1;
+      return funcall(args, args->cdr, frame, count, mark);
+    case hList:
+      return tlist(args, frame, count, mark);
+    case hOpen:
+      return topen(args, frame, count, mark);
+    case hClose:
+      NEED1;
+      return tclose(args->car, frame, count, mark);
+    case hRead:
+      return tread(args, frame, count, mark);
+    case hChar:
+      return tchar(args, frame, count, mark);
+    case hStringp: {
+      EVAL1ARG(v);
+      return boolCell(isString(v));
+    }
+    case hLength: {
+      NEED1;
+      _cell* v = eval(args->car, frame, count, mark);
+      return v ? jlength(v) : nullptr;
+    }
+    case hCoerce:
+      return coerce(args, frame, count, mark);
+    case hFunction:
+      NEED1;
+      return function(args->car, frame, count, mark);
+    case hSpaces: {
+      NEED1;
+      IncCellStack(nullptr);
+      IncCellStack(args);
+      _cell* n = eval(args->car, frame, count, mark);
+      if (!n) {
+        PopCellStack();
+        return nullptr;
+      }
+      if (n->type != 'i' || ival(n) < 0) {
+        PopCellStack();
+        return syntaxError(frame, count);
+      }
+      FILE* out = stdout;
+      if (consp(args->cdr)) {
+        IncCellStack(n);
+        _cell* s = eval(args->cdr->car, frame, count, mark);
+        if (!s) {
+          PopCellStack();
+          return nullptr;
+        }
+        out = openStream(s);
+        if (!out) {
+          PopCellStack();
+          return syntaxError(frame, count);
+        }
+      }
+      PopCellStack();
+      for (long i = ival(n); i > 0; i--) std::fputc(' ', out);
+      return TCell;
+    }
+    case hTerpri: {
+      FILE* out = stdout;
+      if (consp(args)) {
+        _cell* s = eval(args->car, frame, count, mark);
+        if (!s) return nullptr;
+        out = openStream(s);
+        if (!out) return syntaxError(frame, count);
+      }
+      std::fputc('\n', out);
+      return TCell;
+    }
+    case hStringEqual: {
+      EVAL2ARGS(a, b);
+      return StringEqual(a, b);
+    }
+    case hCharEqual:
+    case hCharLess: {
+      EVAL2ARGS(a, b);
+      if (a->type != 'm' || b->type != 'm') return syntaxError(frame, count);
+      if (head->code == hCharEqual) return boolCell(chval(a) == chval(b) && ch2val(a) == ch2val(b));
+      // Every character is one byte: the lead bytes decide, as unsigned values.
+      return boolCell(static_cast<unsigned char>(chval(a)) < static_cast<unsigned char>(chval(b)));
+    }
+    case hGc:
+      gc();
+      return TCell;
+    case hMultipleValueList: {
+      EVAL1ARG(v);
+      if (v->values) return v->values;
+      _cell* c = getCell();
+      c->car = v;
+      return c;
+    }
+    case hRplaca: {
+      EVAL2ARGS(a, b);
+      return rplaca(a, b, frame, count);
+    }
+    case hRplacd: {
+      EVAL2ARGS(a, b);
+      return rplacd(a, b, frame, count);
+    }
+    case hSymbolp: {
+      EVAL1ARG(v);
+      return boolCell(v->type == 's');
+    }
+    case hCharacterp: {
+      EVAL1ARG(v);
+      return boolCell(v->type == 'm');
+    }
+    case hBye:
+      std::exit(0);
+    case hMacroexpand: {
+      EVAL1ARG(v);
+      _symval* rec = consp(v) ? getFuncval2(v->car) : nullptr;
+      if (!rec || rec->tag != 'm') {
+        std::puts("エラー: 未定義のマクロです");
+        return nullptr;
+      }
+      return MacroExec2(v->cdr, rec, frame, count, mark);
+    }
+    case hSetArray:
+      return SetArray(form, frame, count, mark);
+    case hArrayCar: {
+      EVAL1ARG(v);
+      return ArrayCar(v);
+    }
+    case hArrayCdr: {
+      EVAL1ARG(v);
+      return ArrayCdr(v);
+    }
+    case hArrayp: {
+      EVAL1ARG(v);
+      return boolCell(v->type == 'a');
+    }
+    case hRandom:
+      NEED1;
+      return Random(args->car, frame, count, mark);
+    case hSqrt:
+      NEED1;
+      return jSqrt(args->car, frame, count, mark);
+    case hExpt:
+      NEED2;
+      return jExpt(args->car, args->cdr->car, frame, count, mark);
+    case hExp:
+      NEED1;
+      return jExp(args->car, frame, count, mark);
+    case hLog:
+      NEED1;
+      return jLog(args->car, frame, count, mark);
+    case hSin:
+      NEED1;
+      return jSin(args->car, frame, count, mark);
+    case hCos:
+      NEED1;
+      return jCos(args->car, frame, count, mark);
+    case hTan:
+      NEED1;
+      return jTan(args->car, frame, count, mark);
+    case hAsin:
+      NEED1;
+      return jAsin(args->car, frame, count, mark);
+    case hAcos:
+      NEED1;
+      return jAcos(args->car, frame, count, mark);
+    case hAtan:
+      NEED1;
+      return jAtan(args->car, frame, count, mark);
+    case hEvenp:
+      NEED1;
+      return jEvenp(args->car, frame, count, mark);
+    case hFloor: {
+      NEED1;
+      _cell* r = tfloor(args->car, frame, count, mark);
+      if (r) pt = 1;
+      return r;
+    }
+    case hNow:
+      return now();
+    case hLocalTime:
+      NEED1;
+      return LocalTime(args->car, frame, count, mark);
+    case hMakeTime:
+      NEED1;
+      return MakeTime(args->car, frame, count, mark);
+    case hCharCode:
+      return char_to_code(args, frame, count, mark);
+    case hCodeChar:
+      return code_to_char(args, frame, count, mark);
+    case hCatch:
+      pt = 1;
+      return catch_lisp(args, frame, count);
+    case hThrow:
+      return throw_lisp(args, frame, count);
+    case hBlock:
+      pt = 1;
+      return block_lisp(args, frame, count);
+    case hReturnFrom:
+      return return_from_lisp(args, frame, count);
+    case hUnwindProtect:
+      return unwind_protect(args, frame, count);
+    case hError: {
+      NEED1;
+      _cell* v = eval(args->car, frame, count, 0);
+      if (!v) return nullptr;
+      princS(v, stdout);
+      std::putchar('\n');
+      errorlisp(frame, count);
+      return nullptr;
+    }
+    case hBreak:
+      return breaklisp(frame, count);
+    case hSymbolName:
+      return symbolname(args, frame, count, mark);
+    case hIntern:
+    case hInternWide: {
+      _cell* r = head->code == hIntern ? t_intern(args, frame, count, mark)
+                                       : t_intern_wide(args, frame, count, mark);
+      if (r) pt = 1;
+      return r;
+    }
+    case hSymbolFunction:
+      return symbol_function(args, frame, count);
+    default:
+      break;
+  }
+#undef NEED1
+#undef NEED2
+#undef EVAL1ARG
+#undef EVAL2ARGS
+
+  // A user function or macro.
+  _symval* rec = getFuncval2(head);
+  if (!rec) {
+    std::fputs("エラー: 未定義の関数またはマクロです", stdout);
+    std::fputs("--", stdout);
+    std::putchar('\n');
+    printS(head);
+    std::putchar(' ');
+    std::putchar('\n');
+    errorlisp(frame, count);
+    return nullptr;
+  }
+  pt = 1;
+  if (rec->tag == 'm') return MacroExec(args, rec, frame, count);
+  _cell* def = rec->value;
+  _cell* lambdaList = def->car;
+  long n = tlength(lambdaList);
+  _symval* newFrame = allocFrame(n);
+  if (n > 0 && !newFrame) return fail("エラー: ローカル変数領域の確保に失敗しました", frame, count);
+  int bound = initTemploc(newFrame, n, lambdaList, args, frame, count, mark);
+  if (bound <= 0) {
+    releaseFrame(newFrame);
+    if (bound == 0) return fail("エラー: 引数の数が違います", frame, count);
+    return nullptr;
+  }
+  IncLocStack(newFrame, n);
+  _cell* r = tprogn(def->cdr, newFrame, n, 0);
+  PopLocStack();
+  returnFromValue = nullptr;
+  endFrame(newFrame, n, r);
+  return r;
+}

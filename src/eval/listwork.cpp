@@ -1,0 +1,217 @@
+// The small list workers that the special forms share.
+#include "eval/cfunction.h"
+#include "top/keywords.h"
+
+namespace {
+inline bool variableSymbol(const _cell* c) { return c->type == 's' && c->sub != 'c'; }
+}  // namespace
+
+int cfunction::CheckFunc(_cell* args) {
+  if (!consp(args) || !variableSymbol(args->car) || !consp(args->cdr)) return 0;
+  _cell* lambdaList = args->cdr->car;
+  if (lambdaList != NILCell && !consp(lambdaList)) return 0;
+  for (_cell* p = lambdaList; consp(p); p = p->cdr) {
+    if (!variableSymbol(p->car)) return 0;
+  }
+  return 1;
+}
+
+_cell* cfunction::condition(_cell* clauses, _symval* frame, long count, long mark) {
+  IncCellStack(nullptr);
+  IncCellStack(clauses);
+  for (_cell* p = clauses; consp(p); p = p->cdr) {
+    _cell* clause = p->car;
+    if (!consp(clause)) break;
+    _cell* test = eval(clause->car, frame, count, mark);
+    if (!test) {
+      PopCellStack();
+      return nullptr;
+    }
+    if (test != NILCell) {
+      // A clause with a test only gives NIL, not the test's value.
+      _cell* r = tprogn(clause->cdr, frame, count, mark);
+      PopCellStack();
+      return r;
+    }
+  }
+  PopCellStack();
+  return NILCell;
+}
+
+_cell* cfunction::IfClause(_cell* args, _symval* frame, long count, long mark) {
+  if (!consp(args)) return fail("エラー: 文法が違います。", frame, count);
+  IncCellStack(nullptr);
+  IncCellStack(args);
+  _cell* test = eval(args->car, frame, count, mark);
+  _cell* r = nullptr;
+  if (!test) {
+    r = nullptr;
+  } else if (test != NILCell) {
+    if (!consp(args->cdr)) {
+      PopCellStack();
+      return fail("エラー: 文法が違います。", frame, count);
+    }
+    r = eval(args->cdr->car, frame, count, mark);
+  } else if (consp(args->cdr) && consp(args->cdr->cdr)) {
+    r = eval(args->cdr->cdr->car, frame, count, mark);
+  } else {
+    r = NILCell;
+  }
+  PopCellStack();
+  return r;
+}
+
+_cell* cfunction::tand(_cell* args, _symval* frame, long count, long mark) {
+  _cell* r = TCell;  // (AND) is T
+  for (_cell* p = args; consp(p); p = p->cdr) {
+    r = eval(p->car, frame, count, mark);
+    if (!r || r == NILCell) return r;
+  }
+  return r;
+}
+
+_cell* cfunction::tor(_cell* args, _symval* frame, long count, long mark) {
+  for (_cell* p = args; consp(p); p = p->cdr) {
+    _cell* r = eval(p->car, frame, count, mark);
+    if (!r || r != NILCell) return r;
+  }
+  return NILCell;
+}
+
+_cell* cfunction::tprogn(_cell* forms, _symval* frame, long count, long mark) {
+  _cell* r = NILCell;
+  for (_cell* p = forms; consp(p); p = p->cdr) {
+    r = eval(p->car, frame, count, mark);
+    if (!r) return nullptr;
+  }
+  return r;
+}
+
+_cell* cfunction::tprog1(_cell* forms, _symval* frame, long count, long mark) {
+  if (!consp(forms)) return NILCell;
+  IncCellStack(nullptr);
+  IncCellStack(forms);
+  _cell* first = eval(forms->car, frame, count, mark);
+  if (first) {
+    IncCellStack(first);
+    for (_cell* p = forms->cdr; consp(p); p = p->cdr) {
+      if (!eval(p->car, frame, count, mark)) {
+        first = nullptr;
+        break;
+      }
+    }
+  }
+  PopCellStack();
+  return first;
+}
+
+_cell* cfunction::tlist(_cell* args, _symval* frame, long count, long mark) {
+  _cell* first;
+  return tlist2(args, frame, count, &first, mark);
+}
+
+_cell* cfunction::tlist2(_cell* args, _symval* frame, long count, _cell** firstOut, long mark) {
+  *firstOut = nullptr;
+  if (!consp(args)) return NILCell;
+  IncCellStack(nullptr);
+  IncCellStack(args);
+  _cell* head = nullptr;
+  _cell* tail = nullptr;
+  for (_cell* p = args; consp(p); p = p->cdr) {
+    _cell* v = eval(p->car, frame, count, mark);
+    if (!v) {
+      PopCellStack();
+      return nullptr;
+    }
+    _cell* c = getCell();
+    c->car = v;
+    if (tail) {
+      tail->cdr = c;
+    } else {
+      head = c;
+      *firstOut = v;
+      IncCellStack(head);  // the list so far, and with it the first value
+    }
+    tail = c;
+  }
+  PopCellStack();
+  return head;
+}
+
+_cell* cfunction::values(_cell* args, _symval* frame, long count, long mark) {
+  _cell* result = getCell();
+  IncCellStack(nullptr);
+  IncCellStack(result);
+  _cell* first;
+  _cell* list = tlist2(args, frame, count, &first, mark);
+  PopCellStack();
+  if (!list) return nullptr;
+  if (list == NILCell) {
+    // (VALUES) is NIL, a plain value.
+    NILCell->values = nullptr;
+    return NILCell;
+  }
+  result->values = list;
+  result->type = first->type;
+  result->sub = first->sub;
+  result->car = first->car;
+  result->cdr = first->cdr;
+  // A copied symbol is a symbol cell too, and symbol cells are never reclaimed.
+  if (result->type == 's') allSymbols.push_back(static_cast<uint32_t>(result - cellBase));
+  return result;
+}
+
+_cell* cfunction::LastCell(_cell* list) {
+  while (consp(list->cdr)) list = list->cdr;
+  return list;
+}
+
+_cell* cfunction::Copy(_cell* x) {
+  if (!consp(x)) return x;
+  // Spines are copied with a loop; the conses found in car position wait on a work list.
+  _cell* result = nullptr;
+  copyWork.clear();
+  copyWork.emplace_back(&result, x);
+  while (!copyWork.empty()) {
+    auto [slot, src] = copyWork.back();
+    copyWork.pop_back();
+    for (; consp(src); src = src->cdr) {
+      _cell* c = getCell();
+      *slot = c;
+      if (consp(src->car)) {
+        copyWork.emplace_back(&c->car, src->car);
+      } else {
+        c->car = src->car;
+      }
+      slot = &c->cdr;
+    }
+    *slot = src;
+  }
+  return result;
+}
+
+_cell* cfunction::tmember(_cell* x, _cell* list) {
+  for (; consp(list); list = list->cdr) {
+    if (list->car == x) return list;
+  }
+  return NILCell;
+}
+
+_cell* cfunction::jcons(_cell* a, _cell* d) {
+  _cell* c = getCell();
+  c->car = a;
+  c->cdr = d;
+  return c;
+}
+
+_cell* cfunction::jprenth(long n, _cell* list) {
+  for (; consp(list); list = list->cdr, n--) {
+    if (n == 0) return list;
+  }
+  return nullptr;
+}
+
+_cell* cfunction::jnth(long n, _cell* list) {
+  _cell* c = jprenth(n, list);
+  return c ? c->car : nullptr;
+}

@@ -1,0 +1,163 @@
+// Macro expansion and the backquote template walker.
+#include "eval/cfunction.h"
+#include "top/keywords.h"
+
+namespace {
+// The tail after an unquote is taken even when it failed (its error is already reported);
+// a failed tail ends the list.
+inline _cell* tailOrNil(_cell* t) { return t ? t : NILCell; }
+}  // namespace
+
+int cfunction::initTemplocForMacro(_symval* frame, long n, _cell* lambdaList, _cell* args) {
+  long i = 0, r = -1;
+  _cell* p = lambdaList;
+  while (i < n) {
+    _cell* e = p->car;
+    if (e == AMPREST || e == AMPBODY) {
+      r = i;
+      if (!(i + 1 < n)) return 0;
+      p = p->cdr;
+      e = p->car;
+    }
+    if (e->type != 's') return 0;
+    frame[i].symbol = e;
+    p = p->cdr;
+    i++;
+    if (r >= 0) break;
+  }
+  if (p->type != 's') return 0;
+  long v = r >= 0 ? n - 1 : n;
+  for (i = 0; i < v; i++) {
+    if (i == r) {
+      frame[i].value = args;  // the remaining argument forms themselves, shared
+    } else {
+      if (!consp(args)) return 0;  // too few
+      frame[i].value = args->car;
+      args = args->cdr;
+    }
+  }
+  if (r >= 0) {
+    frame[n - 1].symbol = nullptr;
+    return 1;
+  }
+  // Without parameters no argument is accepted at all.
+  return args->type == 's' ? 1 : 0;
+}
+
+_cell* cfunction::MacroExec(_cell* args, _symval* record, _symval* callerFrame,
+                            long callerCount) {
+  _cell* def = record->value;
+  long n = tlength(def->car);
+  _symval* f = allocFrame(n);
+  if (n > 0 && !f) {
+    return fail("エラー: ローカル変数領域の確保に失敗しました", callerFrame, callerCount);
+  }
+  if (!initTemplocForMacro(f, n, def->car, args)) {
+    releaseFrame(f);
+    return fail("エラー: 引数の数が違います", callerFrame, callerCount);
+  }
+  if (!consp(def->cdr)) {
+    releaseFrame(f);
+    return NILCell;
+  }
+  IncLocStack(f, n);
+  _cell* expansion = eval(def->cdr->car, f, n, ~n);
+  // A failed expansion leaves its frame on the local stack; the loops reset the stack.
+  if (!expansion) return nullptr;
+  // The copy is evaluated, since evaluation may write into lambda forms of the expansion.
+  _cell* r = evalProtected(Copy(expansion), callerFrame, callerCount, 0);
+  PopLocStack();
+  releaseFrame(f);
+  return r;
+}
+
+_cell* cfunction::MacroExec2(_cell* args, _symval* record, _symval* callerFrame,
+                             long callerCount, long mark) {
+  _cell* def = record->value;
+  long n = tlength(def->car);
+  _symval* f = allocFrame(n);
+  if (n > 0 && !f) {
+    return fail("エラー: ローカル変数領域の確保に失敗しました", callerFrame, callerCount);
+  }
+  if (!initTemplocForMacro(f, n, def->car, args)) {
+    releaseFrame(f);
+    return fail("エラー: 引数の数が違います", callerFrame, callerCount);
+  }
+  if (!consp(def->cdr)) {
+    releaseFrame(f);
+    return NILCell;
+  }
+  IncLocStack(f, n);
+  _cell* expansion = eval(def->cdr->car, f, n, mark);
+  if (!expansion) return nullptr;
+  _cell* copy = Copy(expansion);
+  PopLocStack();
+  releaseFrame(f);
+  return copy;
+}
+
+_cell* cfunction::backquote(_cell* args, _symval* frame, long count, long mark) {
+  if (consp(args) && args->car == COMMA) {
+    if (consp(args->cdr) && args->cdr->car == AST) {
+      return fail("エラー: 文法が違います。", frame, count);  // ",@" directly under the backquote
+    }
+    if (consp(args->cdr) && args->cdr->cdr->type == 's') {
+      return eval(args->cdr->car, frame, count, mark);  // a backquoted ,x is the value of x
+    }
+  }
+  if (consp(args)) return backquote2(args->car, frame, count, mark);
+  return fail("エラー: 文法が違います。", frame, count);
+}
+
+_cell* cfunction::backquote2(_cell* t, _symval* frame, long count, long mark) {
+  CheckStackDepth();
+  if (!consp(t)) return t;
+  IncCellStack(nullptr);
+  IncCellStack(t);
+  _cell* r = nullptr;
+  if (t->car == COMMA && consp(t->cdr) && t->cdr->car == AST) {
+    // ",@form": splice a copy of the value.
+    _cell* formCell = t->cdr->cdr;
+    if (!consp(formCell)) {
+      PopCellStack();
+      return fail("エラー: ,の後に値がありません。", frame, count);
+    }
+    _cell* v = eval(formCell->car, frame, count, mark);
+    if (!v) {
+      r = nullptr;
+    } else if (v == NILCell) {
+      r = backquote2(formCell->cdr, frame, count, mark);
+    } else if (!consp(v)) {
+      PopCellStack();
+      return fail("エラー: リストでないものは連結できません。", frame, count);
+    } else {
+      r = IncCellStack(Copy(v));
+      LastCell(r)->cdr = tailOrNil(backquote2(formCell->cdr, frame, count, mark));
+    }
+  } else if (t->car == COMMA) {
+    if (!consp(t->cdr)) {
+      PopCellStack();
+      return fail("エラー: ,の後に値がありません。", frame, count);
+    }
+    _cell* c = IncCellStack(getCell());
+    _cell* v = eval(t->cdr->car, frame, count, mark);
+    if (v) {
+      c->car = v;
+      c->cdr = tailOrNil(backquote2(t->cdr->cdr, frame, count, mark));
+      r = c;
+    }
+  } else {
+    _cell* c = IncCellStack(getCell());
+    _cell* a = backquote2(t->car, frame, count, mark);
+    if (a) {
+      c->car = a;
+      _cell* d = backquote2(t->cdr, frame, count, mark);
+      if (d) {
+        c->cdr = d;
+        r = c;
+      }
+    }
+  }
+  PopCellStack();
+  return r;
+}

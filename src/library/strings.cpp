@@ -1,0 +1,216 @@
+// Strings, characters and symbol names. Strings are character arrays; counts and indices are
+// in bytes, so a UTF-8 character is several characters here.
+#include <string>
+
+#include "eval/cfunction.h"
+#include "top/keywords.h"
+
+namespace {
+const char kCharUsage[] = "エラー: 文法が間違っています。";
+const char kCoerceUsage[] = "エラー: COERCE: 文法が間違っています。";
+const char kNoArgument[] = "引数が足りません";
+const char kBrokenArray[] = "エラー: 配列が壊れています";
+}  // namespace
+
+_cell* cfunction::jlength(_cell* v) {
+  if (v == NILCell || consp(v)) return IntToCell(tlength(v));
+  if (v->type == 'a') {
+    if (v->car->type != 'i') {
+      std::puts(kBrokenArray);
+      return nullptr;
+    }
+    if (ival(v->car) != 1) {
+      std::puts("エラー: 一次元配列ではありません");
+      return nullptr;
+    }
+    if (!consp(v->cdr)) {
+      std::puts(kBrokenArray);
+      return nullptr;
+    }
+    return IntToCell(tlength(v->cdr->cdr));
+  }
+  if (v->type == 'r') {
+    // Characters between the quotes; an escaped quote or backslash is one character.
+    const char* p = symname(v) + 1;
+    long n = 0;
+    while (*p && !(*p == '"' && p[1] == 0)) {
+      p += (p[0] == '\\' && (p[1] == '"' || p[1] == '\\')) ? 2 : 1;
+      n++;
+    }
+    return IntToCell(n);
+  }
+  std::puts("エラー: 対象はリストか文字列でなくてはなりません。");
+  return nullptr;
+}
+
+_cell* cfunction::tchar(_cell* args, _symval* frame, long count, long mark) {
+  if (!consp(args)) return fail(kCharUsage, frame, count);
+  IncCellStack(nullptr);
+  IncCellStack(args);
+  _cell* str = eval(args->car, frame, count, mark);
+  if (!str) {
+    PopCellStack();
+    return nullptr;
+  }
+  if (!consp(args->cdr)) {
+    PopCellStack();
+    return fail(kCharUsage, frame, count);
+  }
+  IncCellStack(str);
+  _cell* index = eval(args->cdr->car, frame, count, mark);
+  PopCellStack();
+  if (!index) return nullptr;
+  if (!isString(str) || index->type != 'i' || ival(index) < 0) return fail(kCharUsage, frame, count);
+  _cell* p = str->cdr->cdr;
+  for (long k = ival(index); k > 0 && consp(p); k--) p = p->cdr;
+  return consp(p) ? p->car : NILCell;  // past the end: NIL, without a message
+}
+
+_cell* cfunction::coerce(_cell* args, _symval* frame, long count, long mark) {
+  if (!consp(args)) return fail(kCoerceUsage, frame, count);
+  IncCellStack(nullptr);
+  IncCellStack(args);
+  _cell* obj = eval(args->car, frame, count, mark);
+  if (!obj) {
+    PopCellStack();
+    return nullptr;
+  }
+  if (!consp(args->cdr)) {
+    PopCellStack();
+    return fail(kCoerceUsage, frame, count);
+  }
+  IncCellStack(obj);
+  _cell* spec = eval(args->cdr->car, frame, count, mark);
+  PopCellStack();
+  if (!spec) return nullptr;
+  if (spec == STRING && (obj == NILCell || consp(obj)) && isAllMoji(obj)) {
+    _cell* one = IntToCell(1);
+    _cell* arr = getCell();
+    arr->type = 'a';
+    arr->car = one;
+    _cell* head = getCell();
+    head->car = CHARACTER;
+    arr->cdr = head;
+    head->cdr = Copy(obj);
+    return arr;
+  }
+  if (spec == LIST && isString(obj)) return Copy(obj->cdr->cdr);
+  if (spec == FUNCTION) return obj;
+  return fail(kCoerceUsage, frame, count);
+}
+
+_cell* cfunction::StringEqual(_cell* a, _cell* b) {
+  if (!isString(a) || !isString(b)) return NILCell;
+  _cell* p = a->cdr->cdr;
+  _cell* q = b->cdr->cdr;
+  // Byte-exact, so case-sensitive.
+  for (; consp(p) && consp(q); p = p->cdr, q = q->cdr) {
+    if (p->car->type != 'm' || q->car->type != 'm') return NILCell;
+    if (static_cast<unsigned char>(chval(p->car)) != static_cast<unsigned char>(chval(q->car)) ||
+        static_cast<unsigned char>(ch2val(p->car)) != static_cast<unsigned char>(ch2val(q->car))) {
+      return NILCell;
+    }
+  }
+  return (!consp(p) && !consp(q)) ? TCell : NILCell;
+}
+
+_cell* cfunction::char_to_code(_cell* args, _symval* frame, long count, long mark) {
+  const char kUsage[] = "エラー: CHAR-CODEの使い方が間違っています。";
+  if (!consp(args)) return fail(kUsage, frame, count);
+  _cell* v = eval(args->car, frame, count, mark);
+  if (!v) return nullptr;
+  if (v->type != 'm') return fail(kUsage, frame, count);
+  return IntToCell(chval(v) & 0xff);
+}
+
+_cell* cfunction::code_to_char(_cell* args, _symval* frame, long count, long mark) {
+  const char kUsage[] = "エラー: CODE-CHARの使い方が間違っています。";
+  if (!consp(args)) return fail(kUsage, frame, count);
+  _cell* v = eval(args->car, frame, count, mark);
+  if (!v) return nullptr;
+  if (v->type != 'i' || ival(v) < 0) return fail(kUsage, frame, count);
+  // The low byte, not sign-extended (codes above 255 wrap silently).
+  _cell* c = getCell();
+  c->type = 'm';
+  c->car = reinterpret_cast<_cell*>(ival(v) & 0xff);
+  c->cdr = nullptr;
+  return c;
+}
+
+_cell* cfunction::symbolname(_cell* args, _symval* frame, long count, long mark) {
+  if (!consp(args)) return fail(kNoArgument, frame, count);
+  _cell* v = eval(args->car, frame, count, mark);
+  if (!v) return nullptr;
+  if (v->type != 's') return fail("シンボルではありません", frame, count);
+  const char* name = symname(v);
+  if (name[0] == ':') name++;
+  // The name between double quotes is read as a string literal.
+  std::string literal = "\"";
+  literal += name;
+  literal += '"';
+  return getMojiretsuCell(literal.c_str());
+}
+
+_cell* cfunction::internName(_cell* args, _symval* frame, long count, long mark, bool wide) {
+  if (!consp(args)) return fail(kNoArgument, frame, count);
+  _cell* v = eval(args->car, frame, count, mark);
+  if (!v) return nullptr;
+  if (!isString(v)) return fail("文字列ではありません", frame, count);
+  std::string name(static_cast<size_t>(stringByteLength(v->cdr->cdr)) + 1, '\0');
+  GetStringC(v->cdr->cdr, &name[0]);
+  const char* prefix = wide ? "エラー: INTERN-WIDEは現在のところ" : "エラー: INTERNは現在のところ";
+  for (const char* p = name.c_str(); *p; p++) {
+    const char* problem = nullptr;
+    if (*p >= 'a' && *p <= 'z') {
+      problem = "小文字を含む文字列には対応していません";
+    } else if (*p == ' ' || *p == '@' || *p == ',' || *p == '\'' || *p == ';' || *p == ':' ||
+               *p == '"') {
+      problem = "その文字を含む文字列には対応していません";
+    }
+    if (problem) return fail((std::string(prefix) + problem).c_str(), frame, count);
+  }
+  if (name[0] == 0) {
+    return fail((std::string(prefix) + "空文字列には対応していません").c_str(), frame, count);
+  }
+  _cell* second = NILCell;
+  _cell* sym;
+  if (wide) {
+    sym = getStringCellWide(name.c_str());
+  } else {
+    if (CheckStringCell(name.c_str())) second = TINTERNAL;
+    sym = getStringCell(name.c_str());
+  }
+  if (!sym) return nullptr;
+  _cell* tail = getCell();
+  tail->car = second;
+  _cell* list = getCell();
+  list->car = sym;
+  list->cdr = tail;
+  sym->values = list;  // stays on the symbol afterwards
+  return sym;
+}
+
+_cell* cfunction::t_intern(_cell* args, _symval* frame, long count, long mark) {
+  return internName(args, frame, count, mark, false);
+}
+
+_cell* cfunction::t_intern_wide(_cell* args, _symval* frame, long count, long mark) {
+  return internName(args, frame, count, mark, true);
+}
+
+int cfunction::isAllMoji(_cell* list) {
+  for (; consp(list); list = list->cdr) {
+    if (list->car->type != 'm') return 0;
+  }
+  return list == NILCell;
+}
+
+long cfunction::getRealMojiretsuLen(_cell* list) {
+  long n = 0;
+  for (; consp(list); list = list->cdr) {
+    if (list->car->type != 'm') return -1;
+    char b = static_cast<char>(chval(list->car));
+    n += (b == '\\' || b == '"') ? 2 : 1;
+  }
+  return n;
+}

@@ -1,0 +1,146 @@
+// The fixed areas: obtained once at start-up, zero-filled memory meaning "free", so that
+// start-up touches none of them and resident memory grows only with what is used.
+#include <sys/mman.h>
+
+#include <cstdlib>
+#include <cstring>
+
+#include "memory/cmemory.h"
+
+_cell* NILCell = nullptr;
+_cell* TCell = nullptr;
+
+long MarkBits::nextClear(long from, long to) const {
+  if (from >= to) return -1;
+  long w = from >> 6;
+  uint64_t bits = ~words[w] & (~uint64_t{0} << (from & 63));
+  const long lastWord = (to - 1) >> 6;
+  for (;;) {
+    if (bits) {
+      long i = (w << 6) + __builtin_ctzll(bits);
+      return i < to ? i : -1;
+    }
+    if (++w > lastWord) return -1;
+    bits = ~words[w];
+  }
+}
+
+long MarkBits::count() const {
+  long n = 0;
+  for (long w = 0, nw = (size + 63) >> 6; w < nw; w++) n += __builtin_popcountll(words[w]);
+  return n;
+}
+
+void MarkBits::clear() { std::memset(words, 0, sizeof(uint64_t) * static_cast<size_t>((size + 63) >> 6)); }
+
+namespace {
+// Zero-filled memory of n elements. Large areas are mapped directly and asked for huge
+// pages: the rotating allocators sweep through them, and faulting them in 2 MB at a time
+// instead of 4 KB at a time costs far less.
+template <typename Elem>
+Elem* zeroed(long n) {
+  size_t bytes = static_cast<size_t>(n) * sizeof(Elem);
+  if (bytes < (size_t{8} << 20)) return static_cast<Elem*>(std::calloc(static_cast<size_t>(n), sizeof(Elem)));
+  void* p = mmap(nullptr, bytes, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE,
+                 -1, 0);
+  if (p == MAP_FAILED) return nullptr;
+  madvise(p, bytes, MADV_HUGEPAGE);
+  return static_cast<Elem*>(p);
+}
+bool allocBits(MarkBits& b, long n) {
+  b.size = n;
+  b.words = zeroed<uint64_t>((n + 63) >> 6);
+  return b.words != nullptr;
+}
+}  // namespace
+
+void cmemory::Init() {
+  wrapped = 0;
+  errorDepth = 0;
+}
+
+int cmemory::AllocMemory() {
+  cellBase = zeroed<_cell>(kCells);
+  if (!cellBase || !allocBits(cellBits, kCells)) {
+    std::puts("エラー: セル領域の獲得に失敗しました。");
+    return 0;
+  }
+  cellCursor = 0;
+  freeCells = kCells;
+  strBase = static_cast<char*>(std::malloc(kStringBytes));
+  if (!strBase) {
+    std::printf("エラー: ストリング領域の獲得に失敗しました");
+    return 0;
+  }
+  strCursor = strBase;
+  symBase = zeroed<_cell*>(kSymbols);
+  if (!symBase || !symHash.init()) {
+    std::printf("エラー: ストリングアドレス領域の獲得に失敗しました");
+    return 0;
+  }
+  symTop = symBase;
+  numBase = zeroed<NumElem>(kNumbers);
+  if (!numBase || !allocBits(numBits, kNumbers)) {
+    std::puts("エラー: 数値領域の獲得に失敗しました");
+    return 0;
+  }
+  numCursor = 0;
+  freeNums = kNumbers;
+  intBase = zeroed<IntElem>(kIntegers);
+  if (!intBase || !allocBits(intBits, kIntegers)) {
+    std::puts("エラー: 整数領域の獲得に失敗しました");
+    return 0;
+  }
+  intCursor = 0;
+  freeInts = kIntegers;
+  gvBase = zeroed<_symval>(kGlobals);
+  if (!gvBase) {
+    std::puts("エラー: グローバル変数領域の獲得に失敗しました");
+    return 0;
+  }
+  gvTop = 0;
+  fnBase = zeroed<_symval>(kFunctions);
+  if (!fnBase) {
+    std::puts("エラー: 関数領域の獲得に失敗しました");
+    return 0;
+  }
+  fnTop = 0;
+  csBase = csTop = zeroed<_cell*>(kCellStack);
+  if (!csBase) {
+    std::puts("エラー: セルスタック領域の獲得に失敗しました");
+    return 0;
+  }
+  lsBase = lsTop = zeroed<_symval*>(kLocalStack);
+  if (!lsBase) {
+    std::puts("エラー: ローカルスタック領域の獲得に失敗しました");
+    return 0;
+  }
+  ssBase = ssTop = zeroed<_symval*>(kStaticStack);
+  if (!ssBase) {
+    std::puts("エラー: スタティックスタック領域の獲得に失敗しました");
+    return 0;
+  }
+  InitCellAndNumber();
+  return 1;
+}
+
+void cmemory::InitCellAndNumber() {
+  // Every element is already free: the areas were obtained zero-filled.
+  for (FILE*& s : streams) s = nullptr;
+  throwFlag = 0;
+  returnFromFlag = 0;
+}
+
+void cmemory::IncLocStack(_symval* frame, long count) {
+  if (lsTop - lsBase > kLocalStack - 2 - count)
+    Fatal("エラー: ローカルスタックが一杯です。終了します");
+  *lsTop++ = nullptr;
+  for (long i = 0; i < count; i++) *lsTop++ = frame + i;
+}
+
+void cmemory::IncStaticStack(_symval* frame, long count) {
+  for (long i = -1; i < count; i++) {
+    if (ssTop - ssBase > kStaticStack - 2) Fatal("エラー: スタティックスタックが一杯です。終了します");
+    *ssTop++ = i < 0 ? nullptr : frame + i;
+  }
+}

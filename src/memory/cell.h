@@ -1,0 +1,58 @@
+// The object model: every Lisp object is a _cell taken from the fixed cell area.
+#pragma once
+
+#include <cstdint>
+
+struct _symval;
+
+struct _cell {
+  char type;      // l list, s symbol, i integer (or stream), n float, b fraction,
+                  // m character, a array, r string in source-text form
+  char sub;       // u plain, c keyword, g uninterned, s stream handle
+  char mark;      // kept for layout only: the collector's marks live in bitmaps
+  uint8_t code;   // built-in symbols: their row in the evaluator's dispatch
+  uint32_t spare; // internal flags, never observable
+  _cell* car;
+  _cell* cdr;        // symbols: hint to their global variable record (see bindings)
+  _cell* values;     // multiple-values list, or null
+  _symval* env;      // closures: captured frame; symbols: hint to their function record
+  long envCount;
+};
+static_assert(sizeof(_cell) == 48, "the cell area holds 48-byte elements");
+
+// One binding: in local frames, the global variable table and the function table.
+struct _symval {
+  char tag;
+  _cell* symbol;
+  _cell* value;
+};
+static_assert(sizeof(_symval) == 24, "binding records are 24 bytes");
+
+// Elements of the number and integer areas: a mark byte then the value.
+struct IntElem {
+  char mark;
+  long value;
+};
+struct NumElem {
+  char mark;
+  long double value;
+};
+static_assert(sizeof(IntElem) == 16, "integer elements are 16 bytes");
+static_assert(sizeof(NumElem) == 32, "number elements are 32 bytes");
+
+// Flags kept in _cell::spare.
+enum : uint32_t {
+  kEnvHolder = 1u,  // a closure cons registered with the frame keeper
+  kPrinting = 2u,   // on the printer's current path (cycle guard)
+};
+
+inline long ival(const _cell* c) { return reinterpret_cast<const IntElem*>(c->car)->value; }
+inline long double nval(const _cell* c) { return reinterpret_cast<const NumElem*>(c->car)->value; }
+inline long bunshi(const _cell* c) { return reinterpret_cast<const IntElem*>(c->car)->value; }
+inline long bunbo(const _cell* c) { return reinterpret_cast<const IntElem*>(c->cdr)->value; }
+inline long chval(const _cell* c) { return reinterpret_cast<long>(c->car); }
+inline long ch2val(const _cell* c) { return reinterpret_cast<long>(c->cdr); }
+inline const char* symname(const _cell* c) { return reinterpret_cast<const char*>(c->car); }
+
+// A cons is a cell of type l; arrays (type a) are not conses.
+inline bool consp(const _cell* c) { return c->type == 'l'; }

@@ -1,0 +1,256 @@
+// Cell memory: the fixed areas and their allocators, the symbol table, the root stacks,
+// the binding tables, the collector, and the parser that builds cells from text.
+#pragma once
+
+#include <cstdio>
+#include <vector>
+
+#include "memory/cell.h"
+#include "memory/fatal.h"
+#include "memory/frames.h"
+#include "memory/symtab.h"
+#include "reader/ctextproc.h"
+
+// Capacities of the areas; they decide when collections run and when memory is full.
+constexpr long kCells = 32000000;
+constexpr long kStringBytes = 320000;
+constexpr long kSymbols = 100000;
+constexpr long kNumbers = 1600000;
+constexpr long kIntegers = 1600000;
+constexpr long kGlobals = 3200;
+constexpr long kFunctions = 3200;
+constexpr long kCellStack = 32000000;
+constexpr long kLocalStack = 32000000;
+constexpr long kStaticStack = 32000;
+constexpr int kStreams = 10;
+
+extern _cell* NILCell;
+extern _cell* TCell;
+
+// A bitmap of "in use" marks kept beside an area: zero-filled memory means free.
+struct MarkBits {
+  uint64_t* words = nullptr;
+  long size = 0;  // elements
+  bool get(long i) const { return (words[i >> 6] >> (i & 63)) & 1; }
+  void set(long i) { words[i >> 6] |= uint64_t{1} << (i & 63); }
+  // First clear bit in [from, to), or -1.
+  long nextClear(long from, long to) const;
+  long count() const;
+  void clear();
+};
+
+class cmemory : public ctextproc {
+ public:
+  // Start-up.
+  void Init();
+  int AllocMemory();
+  void InitCellAndNumber();
+
+  // Allocators (rotating search; the last element of each area is never handed out).
+  _cell* getCell() {
+    long i = takeFree(cellBits, cellCursor, kCells, true, "エラー: セル領域が一杯です。終了します。");
+    freeCells--;
+    _cell* c = cellBase + i;
+    c->type = 'l';
+    c->sub = 'u';
+    c->mark = 'd';
+    c->code = 0;
+    c->spare = 0;
+    c->car = NILCell;
+    c->cdr = NILCell;
+    c->values = nullptr;
+    c->env = nullptr;
+    c->envCount = 0;
+    return c;
+  }
+  NumElem* getNumber(long double v) {
+    long i = takeFree(numBits, numCursor, kNumbers, false, "エラー: 数値領域が一杯です。終了します。");
+    freeNums--;
+    numBase[i].mark = 'd';
+    numBase[i].value = v;
+    return numBase + i;
+  }
+  IntElem* getInt(long v) {
+    long i = takeFree(intBits, intCursor, kIntegers, false, "エラー: 整数領域が一杯です。終了します。");
+    freeInts--;
+    intBase[i].mark = 'd';
+    intBase[i].value = v;
+    return intBase + i;
+  }
+  char* getString(const char* name);
+  _cell* CheckStringCell(const char* name);
+  _cell* getStringCell(const char* name);
+  _cell* getStringCellWide(const char* name);
+  _cell* getMojiCell(char c1, char c2);
+
+  // Converters.
+  _cell* NumberToCell(long double v) {
+    _cell* c = getCell();
+    c->type = 'n';
+    c->car = reinterpret_cast<_cell*>(getNumber(v));
+    return c;
+  }
+  _cell* IntToCell(long v) {
+    _cell* c = getCell();
+    c->type = 'i';
+    c->car = reinterpret_cast<_cell*>(getInt(v));
+    return c;
+  }
+  _cell* BunsuToCell(long num, long den) {
+    _cell* c = getCell();
+    c->type = 'b';
+    c->car = reinterpret_cast<_cell*>(getInt(num));
+    c->cdr = reinterpret_cast<_cell*>(getInt(den));
+    return c;
+  }
+  long CellToInt(const _cell* c) { return c->type == 'i' ? ival(c) : 0; }
+  long CellToBunshi(const _cell* c) { return c->type == 'b' ? bunshi(c) : 0; }
+  long CellToBunbo(const _cell* c) { return c->type == 'b' ? bunbo(c) : 0; }
+
+  // Root stacks.
+  _cell* IncCellStack(_cell* c) {
+    if (csTop - csBase > kCellStack - 2) Fatal("エラー: セルスタックが一杯です。終了します");
+    *csTop++ = c;
+    return c;
+  }
+  void PopCellStack() {
+    do {
+      --csTop;
+    } while (*csTop != nullptr);
+  }
+  void IncLocStack(_symval* frame, long count);
+  void PopLocStack() {
+    do {
+      --lsTop;
+    } while (*lsTop != nullptr);
+  }
+  void IncStaticStack(_symval* frame, long count);
+
+  // Bindings.
+  long getLocal(_symval* frame, long count, _cell* symbol, long) {
+    for (long i = 0; i < count; i++) {
+      if (frame[i].symbol == symbol && symbol) return i;
+    }
+    return -1;
+  }
+  long getSymVal(_cell* symbol);
+  long getSymVal2(_cell* symbol);
+  _symval* getFuncval(_cell* symbol);
+  _symval* getFuncval2(_cell* symbol);
+
+  // Collector.
+  void gc();
+  void Disable(_cell* c);
+
+  // Parser.
+  _cell* readFromString(const char* text);
+  _cell* get1char(const char* p);
+  _cell* getMojiretsuCell(const char* literal);
+  // A string cell from raw bytes (no escapes interpreted).
+  _cell* makeString(const char* bytes, size_t n);
+
+  // Lines for READ-LINE.
+  _cell* ReadLine();
+  _cell* ReadLineStrm(FILE* in);
+  // A line read as a string with its two values (the string itself, flag).
+  _cell* lineResult(_cell* str, _cell* flag);
+
+  // Exact powers used by EXPT, and the sign and range predicates of the numeric functions.
+  _cell* ijExpt(long b, _cell* e);
+  _cell* bjExpt(long num, long den, _cell* e);
+  _cell* njExpt(long double x, _cell* e);
+  int isPlus(const _cell* c);
+  int isPlusExceptZero(const _cell* c);
+  int isInRange(const _cell* c);
+  _cell* jAbs(const _cell* c);
+  _cell* now();
+  _cell* timePair(long t);
+
+  bool isCellInArea(const _cell* c) const { return c >= cellBase && c < cellBase + kCells; }
+
+  // State.
+  _cell* cellBase = nullptr;
+  long cellCursor = 0;
+  MarkBits cellBits;
+  int wrapped = 0;
+  long freeCells = 0;
+
+  char* strBase = nullptr;
+  char* strCursor = nullptr;
+
+  _cell** symBase = nullptr;
+  _cell** symTop = nullptr;
+  SymbolHash symHash;
+  std::vector<uint32_t> allSymbols;  // every symbol cell ever made: never reclaimed
+
+  NumElem* numBase = nullptr;
+  long numCursor = 0;
+  MarkBits numBits;
+  long freeNums = 0;
+
+  IntElem* intBase = nullptr;
+  long intCursor = 0;
+  MarkBits intBits;
+  long freeInts = 0;
+
+  _symval* gvBase = nullptr;
+  long gvTop = 0;
+  _symval* fnBase = nullptr;
+  long fnTop = 0;
+
+  _cell** csBase = nullptr;
+  _cell** csTop = nullptr;
+  _symval** lsBase = nullptr;
+  _symval** lsTop = nullptr;
+  _symval** ssBase = nullptr;
+  _symval** ssTop = nullptr;
+
+  FILE* streams[kStreams] = {};
+  int throwFlag = 0;
+  int returnFromFlag = 0;
+  int errorDepth = 0;
+
+ protected:
+  // Binding frames: zero-filled arrays of records; null for a count of 0 or when the
+  // memory cannot be had (the caller reports it).
+  _symval* allocFrame(long n) { return n > 0 ? frames.alloc(n) : nullptr; }
+  // The form that made a frame has ended with it.
+  void releaseFrame(_symval* f) { frames.release(f); }
+  // A frame whose value is a closure stays alive, a root on the static stack.
+  void keepFrame(_symval* f, long count) {
+    IncStaticStack(f, count);
+    frames.makeStatic(f);
+  }
+  // FUNCTION of a lambda form: the cons refers to the frame (count records) from now on.
+  void captureFrame(_cell* lambda, _symval* f, long count);
+  FrameKeeper frames;
+
+ private:
+  // Closure conses whose env points at a frame; the collector drops the dead ones.
+  std::vector<_cell*> envHolders;
+  void sweepEnvHolders();
+
+  long takeFree(MarkBits& bits, long& cursor, long n, bool isCellArea, const char* fullMessage) {
+    long i = bits.nextClear(cursor, n - 1);
+    if (i < 0) {
+      if (isCellArea) wrapped = 1;  // the cursor passes the last element and starts again
+      i = bits.nextClear(0, cursor);
+      if (i < 0) Fatal(fullMessage);
+    }
+    bits.set(i);
+    cursor = i + 1;
+    if (cursor == n - 1) {
+      cursor = 0;
+      if (isCellArea) wrapped = 1;
+    }
+    return i;
+  }
+  _cell* newSymbol(const char* name, char sub);
+  _symval* findGlobal(_cell* symbol);
+  _symval* findFunc(_cell* symbol);
+  _cell* readElement(const char* text);
+  _cell* newStringShell();
+  std::vector<_cell*> markStack;
+};
+
+inline long double CellToNumber(const _cell* c) { return c->type == 'n' ? nval(c) : 0.0L; }

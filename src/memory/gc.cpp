@@ -1,0 +1,135 @@
+// The mark collector. Marks live in bitmaps beside the areas, so a collection costs a pass
+// over the bitmaps and over what is reachable, never over the 1.5 GB cell area itself.
+#include <cstring>
+
+#include "memory/cmemory.h"
+
+void cmemory::gc() {
+  // Reset: everything free but the symbol cells, which are never reclaimed.
+  cellBits.clear();
+  for (uint32_t i : allSymbols) cellBits.set(i);
+  numBits.clear();
+  intBits.clear();
+
+  for (_cell** p = csBase; p < csTop; p++) {
+    if (*p) Disable(*p);
+  }
+  for (_symval** p = lsBase; p < lsTop; p++) {
+    if (*p && (*p)->symbol) Disable((*p)->value);
+  }
+  for (_symval** p = ssBase; p < ssTop; p++) {
+    if (*p && (*p)->symbol) Disable((*p)->value);
+  }
+  for (long i = 0; i < gvTop; i++) Disable(gvBase[i].value);
+  for (long i = 0; i < fnTop; i++) Disable(fnBase[i].value);
+  sweepEnvHolders();
+
+  long cells = cellBits.count();
+  long nums = numBits.count();
+  long ints = intBits.count();
+  freeCells = kCells - cells;
+  freeNums = kNumbers - nums;
+  freeInts = kIntegers - ints;
+  std::printf("gc: セル %ld個 浮動小数点数 %ld個 整数 %ld個 使用中 %c\n", cells, nums, ints,
+              wrapped ? '*' : ' ');
+}
+
+void cmemory::Disable(_cell* root) {
+  // Depth first, car before cdr before the values list, exactly as a recursive walk
+  // would go, but with an explicit stack so that no list is too long or too deep.
+  // An entry with its low bit set stands for "the values step of this cell".
+  markStack.clear();
+  _cell* x = root;
+  for (;;) {
+    if (x && isCellInArea(x)) {
+      long idx = x - cellBase;
+      bool valuesStep = false;
+      switch (x->type) {
+        case 's':
+        case 'm':
+          cellBits.set(idx);
+          valuesStep = true;
+          break;
+        case 'i':
+        case 'n':
+        case 'b':
+          cellBits.set(idx);
+          if (x->type == 'n') {
+            long e = reinterpret_cast<NumElem*>(x->car) - numBase;
+            if (e >= 0 && e < kNumbers) numBits.set(e);
+          } else {
+            long e = reinterpret_cast<IntElem*>(x->car) - intBase;
+            if (e >= 0 && e < kIntegers) intBits.set(e);
+            if (x->type == 'b') {
+              e = reinterpret_cast<IntElem*>(x->cdr) - intBase;
+              if (e >= 0 && e < kIntegers) intBits.set(e);
+            }
+          }
+          valuesStep = true;
+          break;
+        case 'l':
+        case 'a':
+          if (cellBits.get(idx)) break;
+          cellBits.set(idx);
+          if (x->values) markStack.push_back(reinterpret_cast<_cell*>(reinterpret_cast<uintptr_t>(x) | 1));
+          markStack.push_back(x->cdr);
+          x = x->car;
+          continue;
+        default:
+          break;
+      }
+      if (valuesStep && x->values) {
+        // The first cons of the values list is marked without following its car.
+        _cell* v = x->values;
+        if (isCellInArea(v)) {
+          cellBits.set(v - cellBase);
+          if (v->cdr && v->cdr->type == 'l') {
+            x = v->cdr;
+            continue;
+          }
+        }
+      }
+    }
+    if (markStack.empty()) return;
+    x = markStack.back();
+    markStack.pop_back();
+    if (reinterpret_cast<uintptr_t>(x) & 1) {
+      x = reinterpret_cast<_cell*>(reinterpret_cast<uintptr_t>(x) & ~uintptr_t{1});
+      _cell* v = x->values;
+      x = nullptr;
+      if (isCellInArea(v)) {
+        cellBits.set(v - cellBase);
+        if (v->cdr && v->cdr->type == 'l') x = v->cdr;
+      }
+    }
+  }
+}
+
+void cmemory::captureFrame(_cell* lambda, _symval* f, long count) {
+  if (lambda->env != f) {
+    frames.incref(f);
+    frames.decref(lambda->env);
+    lambda->env = f;
+  }
+  lambda->envCount = count;
+  if (f && !(lambda->spare & kEnvHolder)) {
+    lambda->spare |= kEnvHolder;
+    envHolders.push_back(lambda);
+  }
+}
+
+void cmemory::sweepEnvHolders() {
+  // A closure cons nothing reaches any more lets go of its frame.
+  size_t kept = 0;
+  for (_cell* c : envHolders) {
+    if (cellBits.get(c - cellBase) && c->env) {
+      envHolders[kept++] = c;
+    } else {
+      frames.decref(c->env);
+      c->env = nullptr;
+      c->envCount = 0;
+      c->spare &= ~kEnvHolder;
+    }
+  }
+  envHolders.resize(kept);
+}
