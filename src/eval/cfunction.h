@@ -147,6 +147,15 @@ class cfunction : public cprint {
   _cell* ArrayCar(_cell* value);
   _cell* ArrayCdr(_cell* value);
 
+  // The pipeline after acquisition: SkipTerm and the rewriting steps on lineStr (0 when one
+  // fails), then the parse (a null form when it fails).
+  int parseLine(_cell** form);
+  // The loop of errorlisp and breaklisp; CONTINUE (break loop only) gives NIL.
+  _cell* debugLoop(_symval* frame, long count, bool isBreak);
+  // Evaluates a form read by a loop and restores the stacks afterwards.
+  _cell* evalTopForm(_cell* form, _symval* frame, long count);
+  // Prints a loop's result, or the report of an exit that found no receiver.
+  void reportResult(_cell* r);
   // State of PROG** and the exits.
   _cell* GoSymbol = nullptr;
   char ReturnFlag = 0;
@@ -182,15 +191,6 @@ class cfunction : public cprint {
       releaseFrame(f);
     }
   }
-  // The pipeline after acquisition: SkipTerm and the rewriting steps on lineStr (0 when one
-  // fails), then the parse (a null form when it fails).
-  int parseLine(_cell** form);
-  // The loop of errorlisp and breaklisp; CONTINUE (break loop only) gives NIL.
-  _cell* debugLoop(_symval* frame, long count, bool isBreak);
-  // Evaluates a form read by a loop and restores the stacks afterwards.
-  _cell* evalTopForm(_cell* form, _symval* frame, long count);
-  // Prints a loop's result, or the report of an exit that found no receiver.
-  void reportResult(_cell* r);
   // The exact result of num/den: an integer when the denominator reduces to 1; null after
   // the division message when wrap-around made the denominator 0.
   _cell* exactResult(long num, long den);

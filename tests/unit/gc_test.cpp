@@ -1,0 +1,132 @@
+// The collector: what survives, what is counted, and the report line.
+#include "fixture.h"
+
+namespace {
+// Runs a collection and returns its report line.
+std::string collect(clisp& lisp) {
+  ::testing::internal::CaptureStdout();
+  lisp.gc();
+  return ::testing::internal::GetCapturedStdout();
+}
+long markedCells(clisp& lisp) { return lisp.cellBits.count(); }
+}  // namespace
+
+using Collector = Interp;
+
+TEST_F(Collector, ReportsCountsInUseAndASpaceBeforeTheAreaWraps) {
+  std::string line = collect(*lisp);
+  char expected[200];
+  std::snprintf(expected, sizeof expected, "gc: セル %ld個 浮動小数点数 %ld個 整数 %ld個 使用中  \n",
+                kCells - lisp->freeCells, kNumbers - lisp->freeNums, kIntegers - lisp->freeInts);
+  EXPECT_EQ(line, expected);
+}
+
+TEST_F(Collector, ShowsAStarOnceTheCellCursorHasWrapped) {
+  lisp->wrapped = 1;
+  std::string line = collect(*lisp);
+  EXPECT_EQ(line.substr(line.size() - 3), " *\n");
+}
+
+TEST_F(Collector, UnreachableCellsAndNumbersAreFreed) {
+  collect(*lisp);
+  long cells = markedCells(*lisp);
+  long ints = lisp->intBits.count();
+  lisp->IntToCell(5);
+  lisp->NumberToCell(2.5L);
+  lisp->BunsuToCell(1, 3);
+  collect(*lisp);
+  EXPECT_EQ(markedCells(*lisp), cells);
+  EXPECT_EQ(lisp->intBits.count(), ints);
+  EXPECT_EQ(lisp->freeCells, kCells - cells);
+}
+
+TEST_F(Collector, CellsOnTheCellStackSurviveWithWhatTheyReach) {
+  collect(*lisp);
+  long cells = markedCells(*lisp);
+  long ints = lisp->intBits.count();
+  _cell* list = lisp->getCell();
+  list->car = lisp->BunsuToCell(1, 3);
+  list->cdr = lisp->getCell();
+  list->cdr->car = lisp->IntToCell(7);
+  lisp->IncCellStack(nullptr);
+  lisp->IncCellStack(list);
+  collect(*lisp);
+  EXPECT_EQ(markedCells(*lisp), cells + 4);
+  EXPECT_EQ(lisp->intBits.count(), ints + 3);
+  lisp->PopCellStack();
+}
+
+TEST_F(Collector, SymbolsAreNeverReclaimed) {
+  collect(*lisp);
+  long cells = markedCells(*lisp);
+  lisp->getStringCell("UNREFERENCED");
+  lisp->getStringCellWide("ALSO-UNREFERENCED");
+  collect(*lisp);
+  EXPECT_EQ(markedCells(*lisp), cells + 2);
+}
+
+TEST_F(Collector, CircularListsAreMarkedOnce) {
+  collect(*lisp);
+  long cells = markedCells(*lisp);
+  _cell* a = lisp->getCell();
+  _cell* b = lisp->getCell();
+  a->cdr = b;
+  b->cdr = a;
+  b->car = a;
+  lisp->IncCellStack(nullptr);
+  lisp->IncCellStack(a);
+  collect(*lisp);
+  EXPECT_EQ(markedCells(*lisp), cells + 2);
+  lisp->PopCellStack();
+}
+
+TEST_F(Collector, TenMillionConsesSurviveWithoutDeepRecursion) {
+  _cell* head = NILCell;
+  for (int i = 0; i < 10000000; i++) {
+    _cell* c = lisp->getCell();
+    c->cdr = head;
+    head = c;
+  }
+  lisp->IncCellStack(nullptr);
+  lisp->IncCellStack(head);
+  collect(*lisp);
+  EXPECT_GE(markedCells(*lisp), 10000000);
+  lisp->PopCellStack();
+}
+
+TEST_F(Collector, TheFirstValueOfAValuesListIsMarkedButNotFollowed) {
+  collect(*lisp);
+  long cells = markedCells(*lisp);
+  // result carries the values list (original 2); original is a fresh cons whose car is a
+  // cons that nothing else reaches.
+  _cell* inner = lisp->getCell();
+  _cell* original = lisp->getCell();
+  original->car = inner;
+  _cell* second = lisp->getCell();
+  second->car = lisp->IntToCell(2);
+  _cell* values = lisp->getCell();
+  values->car = original;
+  values->cdr = second;
+  _cell* result = lisp->getCell();
+  result->values = values;
+  lisp->IncCellStack(nullptr);
+  lisp->IncCellStack(result);
+  collect(*lisp);
+  // result, the first cons of the values list, its second cons and the integer 2 survive;
+  // the original first value and what only it reaches do not.
+  EXPECT_EQ(markedCells(*lisp), cells + 4);
+  EXPECT_FALSE(lisp->cellBits.get(original - lisp->cellBase));
+  EXPECT_FALSE(lisp->cellBits.get(inner - lisp->cellBase));
+  lisp->PopCellStack();
+}
+
+TEST_F(Collector, BindingsOnTheLocalStackAreRoots) {
+  collect(*lisp);
+  long cells = markedCells(*lisp);
+  _symval frame[2] = {{0, QUOTE, lisp->IntToCell(1)}, {0, nullptr, lisp->IntToCell(2)}};
+  lisp->IncLocStack(frame, 2);
+  collect(*lisp);
+  // The record without a symbol is ignored.
+  EXPECT_EQ(markedCells(*lisp), cells + 1);
+  lisp->PopLocStack();
+}

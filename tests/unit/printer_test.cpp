@@ -1,0 +1,117 @@
+// The printer: float texts, the three styles, strings, arrays and circular data.
+#include "fixture.h"
+
+namespace {
+std::string ftoa(long double v) {
+  ctextproc t;
+  char buf[64];
+  t.myftoa(buf, v);
+  return buf;
+}
+}  // namespace
+
+TEST(Myftoa, AddsPointZeroOnlyWhenThereIsNoPointOrExponent) {
+  EXPECT_EQ(ftoa(100.0L), "100.0");
+  EXPECT_EQ(ftoa(0.5L), "0.5");
+  EXPECT_EQ(ftoa(1e20L), "1e+20");
+  EXPECT_EQ(ftoa(123456789012345678.0L), "1.23456789012346e+17");
+  EXPECT_EQ(ftoa(3.0L), "3.0");
+  EXPECT_EQ(ftoa(1.0L / 0.0L), "inf.0");
+}
+
+using Printer = Interp;
+
+TEST_F(Printer, NilPrintsAsNilExceptInTailPosition) {
+  EXPECT_EQ(printed(NILCell), "NIL");
+  EXPECT_EQ(printed(read("(NIL A)")), "(NIL A)");
+  EXPECT_EQ(printed(read("(A)")), "(A)");
+  EXPECT_EQ(printed(read("(A B . C)")), "(A B . C)");
+}
+
+TEST_F(Printer, StringsInReadableAndPlainStyle) {
+  _cell* s = read("\"a\\\"b\\\\c\"");
+  EXPECT_EQ(printed(s), "\"a\\\"b\\\\c\"");
+  ::testing::internal::CaptureStdout();
+  lisp->princS(s, stdout);
+  EXPECT_EQ(::testing::internal::GetCapturedStdout(), "a\"b\\c");
+}
+
+TEST_F(Printer, CharactersHaveNoNames) {
+  EXPECT_EQ(printed(read("#\\a")), "#\\a");
+  EXPECT_EQ(printed(read("#\\ ")), "#\\ ");
+  ::testing::internal::CaptureStdout();
+  lisp->princS(read("#\\a"), stdout);
+  EXPECT_EQ(::testing::internal::GetCapturedStdout(), "a");
+}
+
+TEST_F(Printer, ArraysPrintWithTheirRankAndATrailingBlank) {
+  _cell* a = read("(1 ALL 1 2 3)");
+  a->type = 'a';
+  EXPECT_EQ(printed(a), "#A(1 2 3) ");
+  _cell* b = read("(2 ALL (1 2) (3 4))");
+  b->type = 'a';
+  EXPECT_EQ(printed(b), "#2A((1 2) (3 4)) ");
+  _cell* list = lisp->getCell();
+  list->car = a;
+  list->cdr = lisp->getCell();
+  list->cdr->car = QUOTE;
+  EXPECT_EQ(printed(list), "(#A(1 2 3) QUOTE)");
+}
+
+TEST_F(Printer, TheStreamFamilyRefusesGeneralArrays) {
+  _cell* a = read("(1 ALL 1 2 3)");
+  a->type = 'a';
+  _cell* list = read("(X Y)");
+  list->car = a;
+  char* buf = nullptr;
+  size_t size = 0;
+  FILE* f = open_memstream(&buf, &size);
+  ::testing::internal::CaptureStdout();
+  lisp->printSStrm(list, f);
+  std::string out = ::testing::internal::GetCapturedStdout();
+  std::fclose(f);
+  EXPECT_EQ(out, "エラー: 配列はファイルに出力できません\n");
+  EXPECT_EQ(std::string(buf, size), "(Y)");
+  std::free(buf);
+}
+
+TEST_F(Printer, ADamagedStringShowsAsAnUnterminatedLiteral) {
+  _cell* s = read("\"ab\"");
+  s->cdr->cdr->cdr->car = QUOTE;  // the second element is no character
+  EXPECT_EQ(printed(s), "\"a");
+}
+
+TEST_F(Printer, ACycleAlongTheCdrIsPrintedOnce) {
+  _cell* l = read("(1 2 3)");
+  l->cdr->cdr->cdr = l;
+  EXPECT_EQ(printed(l), "(1 2 3 ...)");
+  EXPECT_EQ(printed(l), "(1 2 3 ...)");  // the walk leaves no trace behind
+}
+
+TEST_F(Printer, ACycleThroughTheCarIsCutWhereItRepeats) {
+  _cell* l = read("(1 2)");
+  l->cdr->car = l;
+  EXPECT_EQ(printed(l), "(1 ...)");
+}
+
+TEST_F(Printer, SharedStructurePrintsInFull) {
+  _cell* shared = read("(A B)");
+  _cell* l = read("(X X)");
+  l->car = shared;
+  l->cdr->car = shared;
+  EXPECT_EQ(printed(l), "((A B) (A B))");
+}
+
+TEST_F(Printer, TenMillionConsesPrintWithoutDeepRecursion) {
+  _cell* head = NILCell;
+  for (int i = 0; i < 10000000; i++) {
+    _cell* c = lisp->getCell();
+    c->car = NILCell;
+    c->cdr = head;
+    head = c;
+  }
+  FILE* f = std::fopen("/dev/null", "w");
+  lisp->printSStrm(head, f);
+  std::fclose(f);
+  EXPECT_EQ(lisp->jnlength(head), 10000000);
+}
