@@ -56,6 +56,7 @@ void cfunction::MultiPrintS(_cell* values) {
 }
 
 _cell* cfunction::debugLoop(_symval* frame, long count, bool isBreak) {
+  CheckStackDepth();
   errorDepth++;
   int prompt = 1;
   _cell* result = nullptr;
