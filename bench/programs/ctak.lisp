@@ -1,0 +1,10 @@
+;; Takeuchi's function returning through CATCH and THROW.
+(defun ctak (x y z) (catch 'ctak (ctak-aux x y z)))
+(defun ctak-aux (x y z)
+  (if (not (< y x))
+      (throw 'ctak z)
+      (ctak-aux (catch 'ctak (ctak-aux (- x 1) y z))
+                (catch 'ctak (ctak-aux (- y 1) z x))
+                (catch 'ctak (ctak-aux (- z 1) x y)))))
+(let ((r (ctak 18 12 6)))
+  (princ "RESULT: ") (princ r) (terpri))

@@ -1,0 +1,17 @@
+;; Symbolic differentiation of a polynomial expression, repeated.
+(defun deriv (e x)
+  (cond ((numberp e) 0)
+        ((symbolp e) (if (eq e x) 1 0))
+        ((eq (car e) '+) (list '+ (deriv (car (cdr e)) x) (deriv (car (cdr (cdr e))) x)))
+        ((eq (car e) '*)
+         (list '+
+               (list '* (car (cdr e)) (deriv (car (cdr (cdr e))) x))
+               (list '* (deriv (car (cdr e)) x) (car (cdr (cdr e))))))
+        (t 0)))
+(defun leaves (e) (if (consp e) (+ (leaves (car e)) (leaves (cdr e))) 1))
+(defun repeat-deriv (n e)
+  (let ((r nil))
+    (dotimes (i n) (setq r (deriv e 'x)))
+    (leaves r)))
+(let ((r (repeat-deriv 3000 '(+ (* 3 (* x (* x x))) (+ (* a (* x x)) (+ (* b x) (* x (+ x 5))))))))
+  (princ "RESULT: ") (princ r) (terpri))

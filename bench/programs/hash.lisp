@@ -1,0 +1,10 @@
+;; Counting keys in a hash table with GETHASH and SETF.
+(defun count-keys (n)
+  (let ((h (make-hash-table)))
+    (dotimes (k 97) (setf (gethash k h) 0))
+    (dotimes (i n)
+      (let ((k (mod i 97)))
+        (setf (gethash k h) (+ 1 (gethash k h)))))
+    (list (+ 0 (gethash 5 h)) (+ 0 (gethash 96 h)) (hash-table-count h))))
+(let ((r (count-keys 30000)))
+  (princ "RESULT: ") (princ r) (terpri))

@@ -1,0 +1,12 @@
+;; Sorting a few thousand pseudo-random integers with SORT.
+(defun next-random (a) (mod (+ (* a 1103515245) 12345) 2147483648))
+(defun random-list (n seed)
+  (let ((l nil) (a seed))
+    (dotimes (i n) (setq a (next-random a)) (setq l (cons (mod a 100000) l)))
+    l))
+(defun sorted-p (l)
+  (cond ((null l) t) ((null (cdr l)) t) ((> (car l) (car (cdr l))) nil) (t (sorted-p (cdr l)))))
+(defun sum (l) (let ((s 0)) (dotimes (i (length l)) (setq s (+ s (nth i l)))) s))
+(let ((l (sort (random-list 2000 42) #'<)))
+  (let ((r (list (sorted-p l) (car l) (sum l))))
+    (princ "RESULT: ") (princ r) (terpri)))
