@@ -3,7 +3,7 @@ BUILD := build
 ASAN_BUILD := build-asan
 JOBS := $(shell nproc 2>/dev/null || echo 2)
 
-.PHONY: all build run test test-fast deps clean install
+.PHONY: all build run test test-fast test-sanitize deps clean install
 
 all: build
 
@@ -25,7 +25,13 @@ run: build
 test-fast: deps build
 	ctest --test-dir $(BUILD) --output-on-failure -j $(JOBS) --no-tests=error
 
-test: test-fast
+# Every test again on a build with AddressSanitizer and UndefinedBehaviorSanitizer.
+test-sanitize: deps
+	cmake -S . -B $(ASAN_BUILD) -DCMAKE_BUILD_TYPE=Debug -DTSUMUGI_SANITIZE=ON >/dev/null
+	cmake --build $(ASAN_BUILD) -j $(JOBS)
+	ctest --test-dir $(ASAN_BUILD) --output-on-failure -j $(JOBS) --no-tests=error
+
+test: test-fast test-sanitize
 
 clean:
 	rm -rf $(BUILD) $(ASAN_BUILD)

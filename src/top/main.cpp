@@ -12,12 +12,6 @@
 
 clisp* interp = nullptr;
 
-#if defined(__SANITIZE_ADDRESS__)
-// Frames and symbols kept alive on purpose are referred to only from the mapped areas,
-// which the leak checker does not scan: its reports would all be false.
-extern "C" const char* __asan_default_options() { return "detect_leaks=0"; }
-#endif
-
 namespace {
 #if defined(__SANITIZE_ADDRESS__)
 constexpr size_t kStackBytes = size_t{16} << 30;  // instrumented frames are much larger
