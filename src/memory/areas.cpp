@@ -32,6 +32,21 @@ long MarkBits::nextClear(long from, long to) const {
   }
 }
 
+long MarkBits::nextSet(long from, long to) const {
+  if (from >= to) return -1;
+  long w = from >> 6;
+  uint64_t bits = words[w] & (~uint64_t{0} << (from & 63));
+  const long lastWord = (to - 1) >> 6;
+  for (;;) {
+    if (bits) {
+      long i = (w << 6) + __builtin_ctzll(bits);
+      return i < to ? i : -1;
+    }
+    if (++w > lastWord) return -1;
+    bits = words[w];
+  }
+}
+
 long MarkBits::count() const {
   long n = 0;
   for (long w = 0, nw = (size + 63) >> 6; w < nw; w++) n += __builtin_popcountll(words[w]);
@@ -67,7 +82,7 @@ void cmemory::Init() {
 }
 
 int cmemory::AllocMemory() {
-  cellBase = zeroed<_cell>(kCells);
+  cellBase = cellPages.reserve(kCells);
   if (!cellBase || !allocBits(cellBits, kCells)) {
     std::puts("エラー: セル領域の獲得に失敗しました。");
     return 0;

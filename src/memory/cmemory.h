@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "memory/cell.h"
+#include "memory/cellpages.h"
 #include "memory/fatal.h"
 #include "memory/frames.h"
 #include "memory/symtab.h"
@@ -33,8 +34,9 @@ struct MarkBits {
   long size = 0;  // elements
   bool get(long i) const { return (words[i >> 6] >> (i & 63)) & 1; }
   void set(long i) { words[i >> 6] |= uint64_t{1} << (i & 63); }
-  // First clear bit in [from, to), or -1.
+  // First clear (set) bit in [from, to), or -1.
   long nextClear(long from, long to) const;
+  long nextSet(long from, long to) const;
   long count() const;
   void clear();
 };
@@ -50,6 +52,7 @@ class cmemory : public ctextproc {
   _cell* getCell() {
     long i = takeFree(cellBits, cellCursor, kCells, true, "エラー: セル領域が一杯です。終了します。");
     freeCells--;
+    if (i >= cellPages.readyEnd) cellPages.prepare(i);
     _cell* c = cellBase + i;
     c->type = 'l';
     c->sub = 'u';
@@ -170,6 +173,7 @@ class cmemory : public ctextproc {
 
   // State.
   _cell* cellBase = nullptr;
+  CellPages cellPages;
   long cellCursor = 0;
   MarkBits cellBits;
   int wrapped = 0;
@@ -233,7 +237,8 @@ class cmemory : public ctextproc {
   long takeFree(MarkBits& bits, long& cursor, long n, bool isCellArea, const char* fullMessage) {
     long i = bits.nextClear(cursor, n - 1);
     if (i < 0) {
-      if (isCellArea) wrapped = 1;  // the cursor passes the last element and starts again
+      // The cursor passes the last element and starts again.
+      if (isCellArea) cellWrapped();
       i = bits.nextClear(0, cursor);
       if (i < 0) Fatal(fullMessage);
     }
@@ -241,9 +246,13 @@ class cmemory : public ctextproc {
     cursor = i + 1;
     if (cursor == n - 1) {
       cursor = 0;
-      if (isCellArea) wrapped = 1;
+      if (isCellArea) cellWrapped();
     }
     return i;
+  }
+  void cellWrapped() {
+    wrapped = 1;
+    cellPages.onWrap();
   }
   _cell* newSymbol(const char* name, char sub);
   _symval* findGlobal(_cell* symbol);

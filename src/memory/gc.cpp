@@ -23,6 +23,7 @@ void cmemory::gc() {
   for (long i = 0; i < gvTop; i++) Disable(gvBase[i].value);
   for (long i = 0; i < fnTop; i++) Disable(fnBase[i].value);
   sweepEnvHolders();
+  cellPages.afterCollection(cellBits, cellCursor);
 
   long cells = cellBits.count();
   long nums = numBits.count();

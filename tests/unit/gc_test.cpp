@@ -130,3 +130,48 @@ TEST_F(Collector, BindingsOnTheLocalStackAreRoots) {
   EXPECT_EQ(markedCells(*lisp), cells + 1);
   lisp->PopLocStack();
 }
+
+TEST_F(Collector, RecycledMemoryLeavesLiveCellsIntact) {
+  // A live list spread thinly over the area, then garbage enough to sweep far ahead:
+  // regions with no live cell give their memory to the regions the cursor enters.
+  _cell* keep = NILCell;
+  lisp->IncCellStack(nullptr);
+  _cell** slot = lisp->csTop;
+  lisp->IncCellStack(keep);
+  for (int round = 0; round < 40; round++) {
+    _cell* c = lisp->getCell();
+    c->car = lisp->IntToCell(round);
+    c->cdr = *slot;
+    *slot = c;
+    for (int i = 0; i < 200000; i++) lisp->getCell();
+    if (round % 5 == 4) collect(*lisp);
+  }
+  long n = 39;
+  for (_cell* p = *slot; p != NILCell; p = p->cdr, n--) {
+    ASSERT_EQ(p->type, 'l');
+    ASSERT_EQ(p->car->type, 'i');
+    ASSERT_EQ(ival(p->car), n);
+  }
+  EXPECT_EQ(n, -1);
+  lisp->PopCellStack();
+}
+
+TEST_F(Collector, AllocationGoesOnAfterTheCursorWrapsRound) {
+  lisp->IncCellStack(nullptr);
+  _cell* survivor = lisp->IncCellStack(lisp->IntToCell(12345));
+  long rounds = 0;
+  while (!lisp->wrapped) {
+    for (int i = 0; i < 1000000; i++) lisp->getCell();
+    collect(*lisp);
+    rounds++;
+  }
+  std::string line = collect(*lisp);
+  EXPECT_EQ(line.substr(line.size() - 3), " *\n");
+  for (int i = 0; i < 3000000; i++) {
+    _cell* c = lisp->getCell();
+    c->car = survivor;
+  }
+  EXPECT_EQ(ival(survivor), 12345);
+  EXPECT_GE(rounds, 31);
+  lisp->PopCellStack();
+}

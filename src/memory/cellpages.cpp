@@ -1,0 +1,65 @@
+#include "memory/cellpages.h"
+
+#include <sys/mman.h>
+
+#include <cstdint>
+
+#include "memory/cmemory.h"
+
+#ifndef MREMAP_DONTUNMAP
+#define MREMAP_DONTUNMAP 4
+#endif
+
+_cell* CellPages::reserve(long cells) {
+  size_t bytes = static_cast<size_t>(cells) * sizeof(_cell);
+  size_t regions = (bytes + kRegion - 1) / kRegion;
+  // One region more, so that the area can start on a region boundary.
+  void* p = mmap(nullptr, (regions + 1) * kRegion, PROT_READ | PROT_WRITE,
+                 MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
+  if (p == MAP_FAILED) return nullptr;
+  uintptr_t aligned = (reinterpret_cast<uintptr_t>(p) + kRegion - 1) & ~(uintptr_t{kRegion} - 1);
+  base_ = reinterpret_cast<_cell*>(aligned);
+  madvise(base_, regions * kRegion, MADV_HUGEPAGE);
+  cells_ = cells;
+  resident_.assign(regions, 0);
+  return base_;
+}
+
+void CellPages::prepare(long i) {
+  long first = regionOf(i);
+  long last = static_cast<long>(((i + 1) * sizeof(_cell) - 1) / kRegion);
+  for (long r = first; r <= last; r++) {
+    if (resident_[r]) continue;
+    while (moving_ && !donors_.empty()) {
+      long d = donors_.back();
+      donors_.pop_back();
+      if (!resident_[d] || d >= first) continue;
+      char* from = reinterpret_cast<char*>(base_) + d * kRegion;
+      char* to = reinterpret_cast<char*>(base_) + r * kRegion;
+      // The donor's pages move here; the donor stays mapped and reads as zeros again.
+      if (mremap(from, kRegion, kRegion, MREMAP_MAYMOVE | MREMAP_FIXED | MREMAP_DONTUNMAP, to) ==
+          MAP_FAILED) {
+        moving_ = false;
+        break;
+      }
+      resident_[d] = 0;
+      break;
+    }
+    resident_[r] = 1;
+  }
+  long end = static_cast<long>((last + 1) * kRegion / sizeof(_cell));
+  readyEnd = end < cells_ ? end : cells_;
+}
+
+void CellPages::afterCollection(const MarkBits& inUse, long cursor) {
+  donors_.clear();
+  if (!moving_) return;
+  long behind = regionOf(cursor);
+  for (long r = 0; r < behind; r++) {
+    if (!resident_[r]) continue;
+    // Every cell that has a byte in the region must be free.
+    long from = firstCell(r);
+    long to = static_cast<long>(((r + 1) * kRegion - 1) / sizeof(_cell)) + 1;
+    if (inUse.nextSet(from, to) < 0) donors_.push_back(r);
+  }
+}
