@@ -6,5 +6,5 @@
       (ctak-aux (catch 'ctak (ctak-aux (- x 1) y z))
                 (catch 'ctak (ctak-aux (- y 1) z x))
                 (catch 'ctak (ctak-aux (- z 1) x y)))))
-(let ((r (ctak 18 12 6)))
+(let ((r (ctak 22 16 8)))
   (princ "RESULT: ") (princ r) (terpri))

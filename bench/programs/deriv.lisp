@@ -13,5 +13,5 @@
   (let ((r nil))
     (dotimes (i n) (setq r (deriv e 'x)))
     (leaves r)))
-(let ((r (repeat-deriv 3000 '(+ (* 3 (* x (* x x))) (+ (* a (* x x)) (+ (* b x) (* x (+ x 5))))))))
+(let ((r (repeat-deriv 30000 '(+ (* 3 (* x (* x x))) (+ (* a (* x x)) (+ (* b x) (* x (+ x 5))))))))
   (princ "RESULT: ") (princ r) (terpri))

@@ -6,5 +6,5 @@
       (let ((k (mod i 97)))
         (setf (gethash k h) (+ 1 (gethash k h)))))
     (list (+ 0 (gethash 5 h)) (+ 0 (gethash 96 h)) (hash-table-count h))))
-(let ((r (count-keys 30000)))
+(let ((r (count-keys 10000)))
   (princ "RESULT: ") (princ r) (terpri))

@@ -9,5 +9,5 @@
       (+ (if (safe row 1 placed) (queens n (cons row placed)) 0)
          (try-rows (+ row 1) n placed))))
 (defun queens (n placed) (if (= (length placed) n) 1 (try-rows 1 n placed)))
-(let ((r (queens 8 nil)))
+(let ((r (queens 9 nil)))
   (princ "RESULT: ") (princ r) (terpri))

@@ -11,5 +11,5 @@
   (let ((total 0))
     (dotimes (i times) (setq total (+ total (count-char (digits 600) #\7))))
     total))
-(let ((r (run 20)))
+(let ((r (run 200)))
   (princ "RESULT: ") (princ r) (terpri))

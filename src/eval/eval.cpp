@@ -45,7 +45,11 @@ _cell* cfunction::eval(_cell* form, _symval* frame, long count, long mark) {
 
 _cell* cfunction::evalu(_cell* form, _symval* frame, long count, int& pt, long mark) {
   CheckStackDepth();
-  if (freeCells <= 999 || freeNums <= 999 || freeInts <= 999) gc();
+  if (freeCells <= 999 || freeNums <= 999 || freeInts <= 999) {
+    gc();
+  } else if (cellPages.wantsDonors) {
+    findFreeRegions();
+  }
   pt = 0;
   switch (form->type) {
     case 'l':

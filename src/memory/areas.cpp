@@ -69,12 +69,13 @@ Elem* zeroed(long n) {
   madvise(p, bytes, MADV_HUGEPAGE);
   return static_cast<Elem*>(p);
 }
+}  // namespace
+
 bool allocBits(MarkBits& b, long n) {
   b.size = n;
   b.words = zeroed<uint64_t>((n + 63) >> 6);
   return b.words != nullptr;
 }
-}  // namespace
 
 void cmemory::Init() {
   wrapped = 0;

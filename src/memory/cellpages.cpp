@@ -3,6 +3,8 @@
 #include <sys/mman.h>
 
 #include <cstdint>
+#include <cstdio>
+#include <cstdlib>
 
 #include "memory/cmemory.h"
 
@@ -22,6 +24,7 @@ _cell* CellPages::reserve(long cells) {
   madvise(base_, regions * kRegion, MADV_HUGEPAGE);
   cells_ = cells;
   resident_.assign(regions, 0);
+  donor_.assign(regions, 0);
   return base_;
 }
 
@@ -29,11 +32,14 @@ void CellPages::prepare(long i) {
   long first = regionOf(i);
   long last = static_cast<long>(((i + 1) * sizeof(_cell) - 1) / kRegion);
   for (long r = first; r <= last; r++) {
+    donor_[r] = 0;  // the allocator needs this one now
     if (resident_[r]) continue;
+    bool moved = false;
     while (moving_ && !donors_.empty()) {
       long d = donors_.back();
       donors_.pop_back();
-      if (!resident_[d] || d >= first) continue;
+      if (!donor_[d] || !resident_[d]) continue;
+      donor_[d] = 0;
       char* from = reinterpret_cast<char*>(base_) + d * kRegion;
       char* to = reinterpret_cast<char*>(base_) + r * kRegion;
       // The donor's pages move here; the donor stays mapped and reads as zeros again.
@@ -43,23 +49,48 @@ void CellPages::prepare(long i) {
         break;
       }
       resident_[d] = 0;
+      moved = true;
       break;
+    }
+    if (!moved) freshSinceMark_++;
+    if (moving_ && donors_.size() < kLowWater && freshSinceMark_ >= freshBeforeMark_) {
+      wantsDonors = true;
     }
     resident_[r] = 1;
   }
   long end = static_cast<long>((last + 1) * kRegion / sizeof(_cell));
   readyEnd = end < cells_ ? end : cells_;
+  if (wrapPending_) {
+    readyEnd = 0;  // the next cell is at the start of the area again
+    wrapPending_ = false;
+  }
 }
 
 void CellPages::afterCollection(const MarkBits& inUse, long cursor) {
+  for (long d : donors_) donor_[d] = 0;
   donors_.clear();
+  wantsDonors = false;
+  freshSinceMark_ = 0;
   if (!moving_) return;
-  long behind = regionOf(cursor);
-  for (long r = 0; r < behind; r++) {
-    if (!resident_[r]) continue;
+  // The regions from the cursor to the end of the prepared ones are being filled.
+  long busyFrom = regionOf(cursor);
+  long busyTo = readyEnd > cursor ? regionOf(readyEnd - 1) : busyFrom;
+  for (long r = 0; r < static_cast<long>(resident_.size()); r++) {
+    if (!resident_[r] || (r >= busyFrom && r <= busyTo)) continue;
     // Every cell that has a byte in the region must be free.
     long from = firstCell(r);
     long to = static_cast<long>(((r + 1) * kRegion - 1) / sizeof(_cell)) + 1;
-    if (inUse.nextSet(from, to) < 0) donors_.push_back(r);
+    if (to > cells_) to = cells_;
+    if (inUse.nextSet(from, to) < 0) {
+      donor_[r] = 1;
+      donors_.push_back(r);
+    }
+  }
+  long found = static_cast<long>(donors_.size());
+  if (found >= kFruitful) {
+    freshBeforeMark_ = 0;
+  } else {
+    freshBeforeMark_ = freshBeforeMark_ == 0 ? 16 : freshBeforeMark_ * 2;
+    if (freshBeforeMark_ > kMaxPatience) freshBeforeMark_ = kMaxPatience;
   }
 }

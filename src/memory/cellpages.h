@@ -1,7 +1,7 @@
 // The physical memory behind the cell area. The rotating allocator sweeps forward through
 // 1.5 GB and only comes back after wrapping round, so fresh memory keeps being touched, and
 // the kernel zero-fills every page first. Instead, when the allocator enters a region that
-// has no memory yet, the pages of a region behind it in which no cell is in use are moved
+// has no memory yet, the pages of another region in which no cell is in use are moved
 // there; a moved-away region reads as zeros again. Which cell the allocator hands out is
 // unchanged: only where its memory comes from.
 #pragma once
@@ -22,21 +22,39 @@ class CellPages {
   void prepare(long i);
   // Cells below readyEnd have memory (until the allocator wraps round).
   long readyEnd = 0;
-  // The allocator went back to the start of the area.
+  // The allocator went back to the start of the area (possibly just before preparing the
+  // last cell it took at the end).
   void onWrap() {
     readyEnd = 0;
-    donors_.clear();
+    wrapPending_ = true;
   }
-  // After a collection: the regions behind the cursor with no cell in use become donors.
+  // After a marking: the regions with no cell in use, but for those the allocator is about
+  // to fill, become donors.
   void afterCollection(const MarkBits& inUse, long cursor);
+  // Set when fresh regions keep being entered with no donor at hand: a marking pass at the
+  // next safe point would find some.
+  bool wantsDonors = false;
+  void stopAsking() {
+    wantsDonors = false;
+    moving_ = false;
+  }
 
  private:
   static constexpr size_t kRegion = size_t{2} << 20;
   _cell* base_ = nullptr;
   long cells_ = 0;
   std::vector<uint8_t> resident_;  // per region: has memory (possibly)
+  std::vector<uint8_t> donor_;     // per region: may give its memory away
   std::vector<long> donors_;
+  // Donors are looked for again when they run low, unless the last search found few: then
+  // only after a number of fresh regions that doubles with each fruitless search.
+  long freshSinceMark_ = 0;
+  long freshBeforeMark_ = 0;
+  static constexpr size_t kLowWater = 4;
+  static constexpr long kFruitful = 16;
+  static constexpr long kMaxPatience = 256;
   bool moving_ = true;  // off when the system cannot move pages
+  bool wrapPending_ = false;
   long firstCell(long region) const { return static_cast<long>(region * kRegion / sizeof(_cell)); }
   long regionOf(long cell) const { return static_cast<long>(cell * sizeof(_cell) / kRegion); }
 };

@@ -41,6 +41,9 @@ struct MarkBits {
   void clear();
 };
 
+// Zero-filled bits for n elements; false when the memory cannot be had.
+bool allocBits(MarkBits& b, long n);
+
 class cmemory : public ctextproc {
  public:
   // Start-up.
@@ -144,6 +147,9 @@ class cmemory : public ctextproc {
   // Collector.
   void gc();
   void Disable(_cell* c);
+  // At a point where a collection could run: marks into a scratch bitmap when the cell
+  // area's memory wants regions to reuse (see CellPages); changes nothing visible.
+  void findFreeRegions();
 
   // Parser.
   _cell* readFromString(const char* text);
@@ -232,7 +238,13 @@ class cmemory : public ctextproc {
  private:
   // Closure conses whose env points at a frame; the collector drops the dead ones.
   std::vector<_cell*> envHolders;
-  void sweepEnvHolders();
+  void sweepEnvHolders(const MarkBits& reached);
+  // Marks everything reachable from the roots into these bitmaps (ints and nums optional).
+  void markAll(MarkBits& cells, MarkBits* nums, MarkBits* ints);
+  MarkBits* markCells = &cellBits;
+  MarkBits* markNums = &numBits;
+  MarkBits* markInts = &intBits;
+  MarkBits scratchBits;
 
   long takeFree(MarkBits& bits, long& cursor, long n, bool isCellArea, const char* fullMessage) {
     long i = bits.nextClear(cursor, n - 1);

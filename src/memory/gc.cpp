@@ -6,11 +6,39 @@
 
 void cmemory::gc() {
   // Reset: everything free but the symbol cells, which are never reclaimed.
-  cellBits.clear();
-  for (uint32_t i : allSymbols) cellBits.set(i);
-  numBits.clear();
-  intBits.clear();
+  markAll(cellBits, &numBits, &intBits);
+  cellPages.afterCollection(cellBits, cellCursor);
 
+  long cells = cellBits.count();
+  long nums = numBits.count();
+  long ints = intBits.count();
+  freeCells = kCells - cells;
+  freeNums = kNumbers - nums;
+  freeInts = kIntegers - ints;
+  std::printf("gc: セル %ld個 浮動小数点数 %ld個 整数 %ld個 使用中 %c\n", cells, nums, ints,
+              wrapped ? '*' : ' ');
+}
+
+void cmemory::findFreeRegions() {
+  // The same marking into a scratch bitmap: nothing the program can see changes (the
+  // allocator's marks, the counters and the report stay as they are); it only tells which
+  // regions behind the cursor hold nothing reachable, so that their memory can be reused.
+  if (!scratchBits.words && !allocBits(scratchBits, kCells)) {
+    cellPages.stopAsking();
+    return;
+  }
+  markAll(scratchBits, nullptr, nullptr);
+  cellPages.afterCollection(scratchBits, cellCursor);
+}
+
+void cmemory::markAll(MarkBits& cells, MarkBits* nums, MarkBits* ints) {
+  cells.clear();
+  for (uint32_t i : allSymbols) cells.set(i);
+  if (nums) nums->clear();
+  if (ints) ints->clear();
+  markCells = &cells;
+  markNums = nums;
+  markInts = ints;
   for (_cell** p = csBase; p < csTop; p++) {
     if (*p) Disable(*p);
   }
@@ -22,17 +50,10 @@ void cmemory::gc() {
   }
   for (long i = 0; i < gvTop; i++) Disable(gvBase[i].value);
   for (long i = 0; i < fnTop; i++) Disable(fnBase[i].value);
-  sweepEnvHolders();
-  cellPages.afterCollection(cellBits, cellCursor);
-
-  long cells = cellBits.count();
-  long nums = numBits.count();
-  long ints = intBits.count();
-  freeCells = kCells - cells;
-  freeNums = kNumbers - nums;
-  freeInts = kIntegers - ints;
-  std::printf("gc: セル %ld個 浮動小数点数 %ld個 整数 %ld個 使用中 %c\n", cells, nums, ints,
-              wrapped ? '*' : ' ');
+  sweepEnvHolders(cells);
+  markCells = &cellBits;
+  markNums = &numBits;
+  markInts = &intBits;
 }
 
 void cmemory::Disable(_cell* root) {
@@ -48,30 +69,30 @@ void cmemory::Disable(_cell* root) {
       switch (x->type) {
         case 's':
         case 'm':
-          cellBits.set(idx);
+          markCells->set(idx);
           valuesStep = true;
           break;
         case 'i':
         case 'n':
         case 'b':
-          cellBits.set(idx);
+          markCells->set(idx);
           if (x->type == 'n') {
             long e = reinterpret_cast<NumElem*>(x->car) - numBase;
-            if (e >= 0 && e < kNumbers) numBits.set(e);
-          } else {
+            if (markNums && e >= 0 && e < kNumbers) markNums->set(e);
+          } else if (markInts) {
             long e = reinterpret_cast<IntElem*>(x->car) - intBase;
-            if (e >= 0 && e < kIntegers) intBits.set(e);
+            if (e >= 0 && e < kIntegers) markInts->set(e);
             if (x->type == 'b') {
               e = reinterpret_cast<IntElem*>(x->cdr) - intBase;
-              if (e >= 0 && e < kIntegers) intBits.set(e);
+              if (e >= 0 && e < kIntegers) markInts->set(e);
             }
           }
           valuesStep = true;
           break;
         case 'l':
         case 'a':
-          if (cellBits.get(idx)) break;
-          cellBits.set(idx);
+          if (markCells->get(idx)) break;
+          markCells->set(idx);
           if (x->values) markStack.push_back(reinterpret_cast<_cell*>(reinterpret_cast<uintptr_t>(x) | 1));
           markStack.push_back(x->cdr);
           x = x->car;
@@ -83,7 +104,7 @@ void cmemory::Disable(_cell* root) {
         // The first cons of the values list is marked without following its car.
         _cell* v = x->values;
         if (isCellInArea(v)) {
-          cellBits.set(v - cellBase);
+          markCells->set(v - cellBase);
           if (v->cdr && v->cdr->type == 'l') {
             x = v->cdr;
             continue;
@@ -99,7 +120,7 @@ void cmemory::Disable(_cell* root) {
       _cell* v = x->values;
       x = nullptr;
       if (isCellInArea(v)) {
-        cellBits.set(v - cellBase);
+        markCells->set(v - cellBase);
         if (v->cdr && v->cdr->type == 'l') x = v->cdr;
       }
     }
@@ -119,11 +140,11 @@ void cmemory::captureFrame(_cell* lambda, _symval* f, long count) {
   }
 }
 
-void cmemory::sweepEnvHolders() {
+void cmemory::sweepEnvHolders(const MarkBits& reached) {
   // A closure cons nothing reaches any more lets go of its frame.
   size_t kept = 0;
   for (_cell* c : envHolders) {
-    if (cellBits.get(c - cellBase) && c->env) {
+    if (reached.get(c - cellBase) && c->env) {
       envHolders[kept++] = c;
     } else {
       frames.decref(c->env);
