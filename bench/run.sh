@@ -8,7 +8,7 @@
 set -uo pipefail
 cd "$(dirname "$0")/.."
 RUNS=${RUNS:-3}
-BIN=build/tsumugi
+BIN=${TSUMUGI:-build/tsumugi}
 [ -x "$BIN" ] || make build >/dev/null || exit 1
 
 if [ -z "${NO_INSTALL:-}" ]; then

@@ -43,7 +43,7 @@ _cell* cfunction::eval(_cell* form, _symval* frame, long count, long mark) {
   return r;
 }
 
-_cell* cfunction::evalu(_cell* form, _symval* frame, long count, int& pt, long mark) {
+__attribute__((always_inline)) inline _cell* cfunction::evalu(_cell* form, _symval* frame, long count, int& pt, long mark) {
   CheckStackDepth();
   if (freeCells <= 999 || freeNums <= 999 || freeInts <= 999) {
     gc();

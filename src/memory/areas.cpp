@@ -47,7 +47,8 @@ long MarkBits::nextSet(long from, long to) const {
   }
 }
 
-long MarkBits::count() const {
+// The processor's population count where it has one.
+__attribute__((target_clones("popcnt", "default"))) long MarkBits::count() const {
   long n = 0;
   for (long w = 0, nw = (size + 63) >> 6; w < nw; w++) n += __builtin_popcountll(words[w]);
   return n;
@@ -56,9 +57,8 @@ long MarkBits::count() const {
 void MarkBits::clear() { std::memset(words, 0, sizeof(uint64_t) * static_cast<size_t>((size + 63) >> 6)); }
 
 namespace {
-// Zero-filled memory of n elements. Large areas are mapped directly and asked for huge
-// pages: the rotating allocators sweep through them, and faulting them in 2 MB at a time
-// instead of 4 KB at a time costs far less.
+// Zero-filled memory of n elements; large areas are mapped directly, and only the pages
+// that are used ever become resident.
 template <typename Elem>
 Elem* zeroed(long n) {
   size_t bytes = static_cast<size_t>(n) * sizeof(Elem);
@@ -66,7 +66,6 @@ Elem* zeroed(long n) {
   void* p = mmap(nullptr, bytes, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE,
                  -1, 0);
   if (p == MAP_FAILED) return nullptr;
-  madvise(p, bytes, MADV_HUGEPAGE);
   return static_cast<Elem*>(p);
 }
 }  // namespace

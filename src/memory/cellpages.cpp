@@ -21,7 +21,6 @@ _cell* CellPages::reserve(long cells) {
   if (p == MAP_FAILED) return nullptr;
   uintptr_t aligned = (reinterpret_cast<uintptr_t>(p) + kRegion - 1) & ~(uintptr_t{kRegion} - 1);
   base_ = reinterpret_cast<_cell*>(aligned);
-  madvise(base_, regions * kRegion, MADV_HUGEPAGE);
   cells_ = cells;
   resident_.assign(regions, 0);
   donor_.assign(regions, 0);
@@ -66,7 +65,7 @@ void CellPages::prepare(long i) {
   }
 }
 
-void CellPages::afterCollection(const MarkBits& inUse, long cursor) {
+void CellPages::afterCollection(const MarkBits& inUse, long cursor, long reached) {
   for (long d : donors_) donor_[d] = 0;
   donors_.clear();
   wantsDonors = false;
@@ -86,11 +85,6 @@ void CellPages::afterCollection(const MarkBits& inUse, long cursor) {
       donors_.push_back(r);
     }
   }
-  long found = static_cast<long>(donors_.size());
-  if (found >= kFruitful) {
-    freshBeforeMark_ = 0;
-  } else {
-    freshBeforeMark_ = freshBeforeMark_ == 0 ? 16 : freshBeforeMark_ * 2;
-    if (freshBeforeMark_ > kMaxPatience) freshBeforeMark_ = kMaxPatience;
-  }
+  long patience = donors_.empty() ? freshBeforeMark_ * 2 : reached / kCellsPerRegionOfZeroing;
+  freshBeforeMark_ = patience < 1 ? 1 : (patience > kMaxPatience ? kMaxPatience : patience);
 }

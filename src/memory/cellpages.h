@@ -28,9 +28,9 @@ class CellPages {
     readyEnd = 0;
     wrapPending_ = true;
   }
-  // After a marking: the regions with no cell in use, but for those the allocator is about
-  // to fill, become donors.
-  void afterCollection(const MarkBits& inUse, long cursor);
+  // After a marking that reached `reached` cells: the regions with no cell in use, but for
+  // those the allocator is about to fill, become donors.
+  void afterCollection(const MarkBits& inUse, long cursor, long reached);
   // Set when fresh regions keep being entered with no donor at hand: a marking pass at the
   // next safe point would find some.
   bool wantsDonors = false;
@@ -46,12 +46,13 @@ class CellPages {
   std::vector<uint8_t> resident_;  // per region: has memory (possibly)
   std::vector<uint8_t> donor_;     // per region: may give its memory away
   std::vector<long> donors_;
-  // Donors are looked for again when they run low, unless the last search found few: then
-  // only after a number of fresh regions that doubles with each fruitless search.
+  // Donors are looked for again when they have run low and some regions had to be filled
+  // fresh: as many as a marking pass costs in zero-filling (about one region for every
+  // 20,000 reachable cells), and twice as many after each search that found nothing.
   long freshSinceMark_ = 0;
-  long freshBeforeMark_ = 0;
+  long freshBeforeMark_ = 1;
   static constexpr size_t kLowWater = 4;
-  static constexpr long kFruitful = 16;
+  static constexpr long kCellsPerRegionOfZeroing = 20000;
   static constexpr long kMaxPatience = 256;
   bool moving_ = true;  // off when the system cannot move pages
   bool wrapPending_ = false;

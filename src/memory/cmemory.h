@@ -245,9 +245,11 @@ class cmemory : public ctextproc {
   MarkBits* markNums = &numBits;
   MarkBits* markInts = &intBits;
   MarkBits scratchBits;
+  long markedConses = 0;  // conses and arrays reached by the last marking
 
   long takeFree(MarkBits& bits, long& cursor, long n, bool isCellArea, const char* fullMessage) {
-    long i = bits.nextClear(cursor, n - 1);
+    // Most of the time the element under the cursor is free.
+    long i = bits.get(cursor) ? bits.nextClear(cursor, n - 1) : cursor;
     if (i < 0) {
       // The cursor passes the last element and starts again.
       if (isCellArea) cellWrapped();

@@ -7,7 +7,7 @@
 void cmemory::gc() {
   // Reset: everything free but the symbol cells, which are never reclaimed.
   markAll(cellBits, &numBits, &intBits);
-  cellPages.afterCollection(cellBits, cellCursor);
+  cellPages.afterCollection(cellBits, cellCursor, markedConses);
 
   long cells = cellBits.count();
   long nums = numBits.count();
@@ -28,7 +28,7 @@ void cmemory::findFreeRegions() {
     return;
   }
   markAll(scratchBits, nullptr, nullptr);
-  cellPages.afterCollection(scratchBits, cellCursor);
+  cellPages.afterCollection(scratchBits, cellCursor, markedConses);
 }
 
 void cmemory::markAll(MarkBits& cells, MarkBits* nums, MarkBits* ints) {
@@ -39,6 +39,7 @@ void cmemory::markAll(MarkBits& cells, MarkBits* nums, MarkBits* ints) {
   markCells = &cells;
   markNums = nums;
   markInts = ints;
+  markedConses = 0;
   for (_cell** p = csBase; p < csTop; p++) {
     if (*p) Disable(*p);
   }
@@ -93,6 +94,7 @@ void cmemory::Disable(_cell* root) {
         case 'a':
           if (markCells->get(idx)) break;
           markCells->set(idx);
+          markedConses++;
           if (x->values) markStack.push_back(reinterpret_cast<_cell*>(reinterpret_cast<uintptr_t>(x) | 1));
           markStack.push_back(x->cdr);
           x = x->car;

@@ -47,7 +47,6 @@ int main() {
                  MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE | MAP_STACK, -1, 0);
     if (stack != MAP_FAILED) break;
   }
-  if (stack != MAP_FAILED) madvise(stack, size, MADV_HUGEPAGE);
   pthread_t thread;
   pthread_attr_t attr;
   pthread_attr_init(&attr);
