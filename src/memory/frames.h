@@ -5,14 +5,25 @@
 #pragma once
 
 #include <cstdint>
-#include <vector>
+#include <cstring>
 
 #include "memory/cell.h"
 
 class FrameKeeper {
  public:
   // n records, zero-filled; null when the memory cannot be had.
-  _symval* alloc(long n);
+  _symval* alloc(long n) {
+    if (n <= kPooled && free_[n]) {
+      Head* h = free_[n];
+      free_[n] = h->next;
+      h->refs = 0;
+      h->state = kActive;
+      _symval* f = reinterpret_cast<_symval*>(h + 1);
+      for (long i = 0; i < n; i++) f[i] = _symval{0, nullptr, nullptr};
+      return f;
+    }
+    return allocFresh(n);
+  }
   void release(_symval* f) {
     if (!f) return;
     Head* h = head(f);
@@ -37,12 +48,21 @@ class FrameKeeper {
     int32_t refs;
     int32_t state;
     long n;
-    long pad;
+    Head* next;  // in a list of free frames
   };
   static_assert(sizeof(Head) % 8 == 0, "records after the head stay aligned");
   static Head* head(_symval* f) { return reinterpret_cast<Head*>(f) - 1; }
-  void dispose(Head* h);
+  _symval* allocFresh(long n);
+  void dispose(Head* h) {
+    if (h->n <= kPooled) {
+      h->next = free_[h->n];
+      free_[h->n] = h;
+    } else {
+      disposeLarge(h);
+    }
+  }
+  void disposeLarge(Head* h);
   // Frames are mostly short and freed in nesting order: small ones are recycled by size.
   static constexpr long kPooled = 32;
-  std::vector<Head*> pool_[kPooled + 1];
+  Head* free_[kPooled + 1] = {};
 };
