@@ -62,7 +62,7 @@ namespace {
 template <typename Elem>
 Elem* zeroed(long n) {
   size_t bytes = static_cast<size_t>(n) * sizeof(Elem);
-  if (bytes < (size_t{8} << 20)) return static_cast<Elem*>(std::calloc(static_cast<size_t>(n), sizeof(Elem)));
+  if (bytes < (size_t{64} << 10)) return static_cast<Elem*>(std::calloc(static_cast<size_t>(n), sizeof(Elem)));
   void* p = mmap(nullptr, bytes, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE,
                  -1, 0);
   if (p == MAP_FAILED) return nullptr;

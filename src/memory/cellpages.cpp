@@ -51,8 +51,12 @@ void CellPages::prepare(long i) {
       moved = true;
       break;
     }
-    if (!moved) freshSinceMark_++;
-    if (moving_ && donors_.size() < kLowWater && freshSinceMark_ >= freshBeforeMark_) {
+    if (!moved) {
+      freshSinceMark_++;
+      residentCount_++;
+    }
+    if (moving_ && residentCount_ >= kFewRegions && donors_.size() < kLowWater &&
+        freshSinceMark_ >= freshBeforeMark_) {
       wantsDonors = true;
     }
     resident_[r] = 1;

@@ -52,6 +52,9 @@ class CellPages {
   long freshSinceMark_ = 0;
   long freshBeforeMark_ = 1;
   static constexpr size_t kLowWater = 4;
+  // With only a few regions in use there is nothing worth a marking pass.
+  long residentCount_ = 0;
+  static constexpr long kFewRegions = 8;
   static constexpr long kCellsPerRegionOfZeroing = 20000;
   static constexpr long kMaxPatience = 256;
   bool moving_ = true;  // off when the system cannot move pages
