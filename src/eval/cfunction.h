@@ -22,9 +22,15 @@ class cfunction : public cprint {
   _cell* values(_cell* args, _symval* frame, long count, long mark);
   _cell* LastCell(_cell* list);
   _cell* Copy(_cell* x);
+  // The number of conses along the cdr chain; a circular list (which has no length) ends
+  // the process as a structure too deep to handle.
   long tlength(_cell* list) {
     long n = 0;
-    for (; list->type == 'l'; list = list->cdr) n++;
+    CycleGuard guard;
+    for (; list->type == 'l'; list = list->cdr) {
+      if (guard.revisits(list)) FatalTooDeep();
+      n++;
+    }
     return n;
   }
   _cell* tmember(_cell* x, _cell* list);

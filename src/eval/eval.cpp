@@ -455,7 +455,7 @@ __attribute__((always_inline)) inline _cell* cfunction::evalu(_cell* form, _symv
       return boolCell(v->type == 'm');
     }
     case hBye:
-      std::exit(0);
+      ExitProcess(0);
     case hMacroexpand: {
       EVAL1ARG(v);
       _symval* rec = consp(v) ? getFuncval2(v->car) : nullptr;

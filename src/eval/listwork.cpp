@@ -162,7 +162,11 @@ _cell* cfunction::values(_cell* args, _symval* frame, long count, long mark) {
 }
 
 _cell* cfunction::LastCell(_cell* list) {
-  while (consp(list->cdr)) list = list->cdr;
+  CycleGuard guard;
+  while (consp(list->cdr)) {
+    if (guard.revisits(list)) FatalTooDeep();
+    list = list->cdr;
+  }
   return list;
 }
 
@@ -191,8 +195,10 @@ _cell* cfunction::Copy(_cell* x) {
 }
 
 _cell* cfunction::tmember(_cell* x, _cell* list) {
+  CycleGuard guard;
   for (; consp(list); list = list->cdr) {
     if (list->car == x) return list;
+    if (guard.revisits(list)) FatalTooDeep();
   }
   return NILCell;
 }

@@ -103,8 +103,13 @@ _cell* cfunction::StringEqual(_cell* a, _cell* b) {
   if (!isString(a) || !isString(b)) return NILCell;
   _cell* p = a->cdr->cdr;
   _cell* q = b->cdr->cdr;
-  // Byte-exact, so case-sensitive.
+  // Byte-exact, so case-sensitive. Only two circular strings of equal bytes never end.
+  CycleGuard pGuard, qGuard;
+  bool pCircular = false, qCircular = false;
   for (; consp(p) && consp(q); p = p->cdr, q = q->cdr) {
+    pCircular = pCircular || pGuard.revisits(p);
+    qCircular = qCircular || qGuard.revisits(q);
+    if (pCircular && qCircular) FatalTooDeep();
     if (p->car->type != 'm' || q->car->type != 'm') return NILCell;
     if (static_cast<unsigned char>(chval(p->car)) != static_cast<unsigned char>(chval(q->car)) ||
         static_cast<unsigned char>(ch2val(p->car)) != static_cast<unsigned char>(ch2val(q->car))) {
@@ -199,15 +204,19 @@ _cell* cfunction::t_intern_wide(_cell* args, _symval* frame, long count, long ma
 }
 
 int cfunction::isAllMoji(_cell* list) {
+  CycleGuard guard;
   for (; consp(list); list = list->cdr) {
     if (list->car->type != 'm') return 0;
+    if (guard.revisits(list)) FatalTooDeep();
   }
   return list == NILCell;
 }
 
 long cfunction::getRealMojiretsuLen(_cell* list) {
   long n = 0;
+  CycleGuard guard;
   for (; consp(list); list = list->cdr) {
+    if (guard.revisits(list)) FatalTooDeep();
     if (list->car->type != 'm') return -1;
     char b = static_cast<char>(chval(list->car));
     n += (b == '\\' || b == '"') ? 2 : 1;

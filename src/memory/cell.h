@@ -56,3 +56,22 @@ inline const char* symname(const _cell* c) { return reinterpret_cast<const char*
 
 // A cons is a cell of type l; arrays (type a) are not conses.
 inline bool consp(const _cell* c) { return c->type == 'l'; }
+
+// Notices when a walk along a cdr chain comes back to a cons it has passed (Brent's method):
+// a circular list has no end to reach. Call revisits() with every cons of the walk.
+class CycleGuard {
+ public:
+  bool revisits(const _cell* p) {
+    if (p == saved_) return true;
+    if (++steps_ == power_) {
+      saved_ = p;
+      power_ <<= 1;
+      steps_ = 0;
+    }
+    return false;
+  }
+
+ private:
+  const _cell* saved_ = nullptr;
+  long power_ = 1, steps_ = 0;
+};

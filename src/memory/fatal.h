@@ -5,10 +5,14 @@
 [[noreturn]] void Fatal(const char* message);
 // Ends the process when the native stack is nearly exhausted.
 [[noreturn]] void FatalTooDeep();
+// Every end of the process while the interpreter runs goes through here.
+[[noreturn]] void ExitProcess(int status);
+// For test harnesses that run many sessions in one process: when set, called by
+// ExitProcess instead of ending the process (it must not return).
+extern void (*exitHook)(int status);
 
 // The lowest address the evaluator's recursion may reach before it gives up.
 extern char* stackLimit;
 inline void CheckStackDepth() {
-  char probe;
-  if (&probe < stackLimit) FatalTooDeep();
+  if (static_cast<char*>(__builtin_frame_address(0)) < stackLimit) FatalTooDeep();
 }

@@ -1,5 +1,7 @@
 #include "reader/terminal.h"
 
+#include "memory/fatal.h"
+
 #include <unistd.h>
 
 #include <cstdio>
@@ -21,5 +23,5 @@ void BeforeTerminalRead() {
 
 void EndOfInput() {
   std::putchar('\n');
-  std::exit(0);
+  ExitProcess(0);
 }

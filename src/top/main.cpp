@@ -26,10 +26,10 @@ void* run(void*) {
   lisp.IncCellStack(nullptr);
   lisp.IncLocStack(nullptr, 0);
   lisp.SetKeyword();
-  if (!lisp.ReadEvalLoop()) std::exit(1);
+  if (!lisp.ReadEvalLoop()) ExitProcess(1);
   lisp.DispMessage();
   lisp.ReadEvalPrintLoop();
-  std::exit(0);
+  ExitProcess(0);
 }
 }  // namespace
 
