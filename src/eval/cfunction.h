@@ -162,6 +162,10 @@ class cfunction : public cprint {
   _cell* evalTopForm(_cell* form, _symval* frame, long count);
   // Prints a loop's result, or the report of an exit that found no receiver.
   void reportResult(_cell* r);
+#ifdef TSUMUGI_FUZZ
+  long fuzzSteps = 0;
+  static constexpr long kFuzzStepBudget = 200000;
+#endif
   // State of PROG** and the exits.
   _cell* GoSymbol = nullptr;
   char ReturnFlag = 0;

@@ -45,6 +45,10 @@ _cell* cfunction::eval(_cell* form, _symval* frame, long count, long mark) {
 
 __attribute__((always_inline)) inline _cell* cfunction::evalu(_cell* form, _symval* frame, long count, int& pt, long mark) {
   CheckStackDepth();
+#ifdef TSUMUGI_FUZZ
+  // Fuzzing: a session ends after a bounded number of evaluation steps.
+  if (++fuzzSteps > kFuzzStepBudget) ExitProcess(3);
+#endif
   if (freeCells <= 999 || freeNums <= 999 || freeInts <= 999) {
     gc();
   } else if (cellPages.wantsDonors) {

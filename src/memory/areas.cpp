@@ -47,11 +47,24 @@ long MarkBits::nextSet(long from, long to) const {
   }
 }
 
+namespace {
 // The processor's population count where it has one.
-__attribute__((target_clones("popcnt", "default"))) long MarkBits::count() const {
-  long n = 0;
-  for (long w = 0, nw = (size + 63) >> 6; w < nw; w++) n += __builtin_popcountll(words[w]);
-  return n;
+__attribute__((target("popcnt"))) long countWithInstruction(const uint64_t* w, long n) {
+  long c = 0;
+  for (long i = 0; i < n; i++) c += __builtin_popcountll(w[i]);
+  return c;
+}
+long countPortably(const uint64_t* w, long n) {
+  long c = 0;
+  for (long i = 0; i < n; i++) c += __builtin_popcountll(w[i]);
+  return c;
+}
+const bool hasPopcnt = __builtin_cpu_supports("popcnt");
+}  // namespace
+
+long MarkBits::count() const {
+  long n = (size + 63) >> 6;
+  return hasPopcnt ? countWithInstruction(words, n) : countPortably(words, n);
 }
 
 void MarkBits::clear() { std::memset(words, 0, sizeof(uint64_t) * static_cast<size_t>((size + 63) >> 6)); }
@@ -165,4 +178,36 @@ void cmemory::IncStaticStack(_symval* frame, long count) {
     if (ssTop - ssBase > kStaticStack - 2) Fatal("エラー: スタティックスタックが一杯です。終了します");
     *ssTop++ = i < 0 ? nullptr : frame + i;
   }
+}
+
+void cmemory::ResetAreas() {
+  cellBits.clear();
+  cellCursor = 0;
+  wrapped = 0;
+  freeCells = kCells;
+  cellPages.onWrap();
+  strCursor = strBase;
+  symTop = symBase;
+  symHash.init();
+  allSymbols.clear();
+  numBits.clear();
+  numCursor = 0;
+  freeNums = kNumbers;
+  intBits.clear();
+  intCursor = 0;
+  freeInts = kIntegers;
+  std::memset(static_cast<void*>(gvBase), 0, sizeof(_symval) * static_cast<size_t>(gvTop));
+  gvTop = 0;
+  std::memset(static_cast<void*>(fnBase), 0, sizeof(_symval) * static_cast<size_t>(fnTop));
+  fnTop = 0;
+  csTop = csBase;
+  lsTop = lsBase;
+  ssTop = ssBase;
+  for (FILE*& s : streams) {
+    if (s) std::fclose(s);
+  }
+  InitCellAndNumber();
+  errorDepth = 0;
+  envHolders.clear();
+  frames.releaseAll();
 }

@@ -50,6 +50,9 @@ class cmemory : public ctextproc {
   void Init();
   int AllocMemory();
   void InitCellAndNumber();
+  // Returns every area, table and stack to its state right after AllocMemory, keeping the
+  // memory (for harnesses that run many sessions in one process).
+  void ResetAreas();
 
   // Allocators (rotating search; the last element of each area is never handed out).
   _cell* getCell() {

@@ -10,7 +10,14 @@ _symval* FrameKeeper::allocFresh(long n) {
   h->refs = 0;
   h->state = kActive;
   h->n = n;
+  if (n <= kPooled) all_.push_back(h);  // large ones go back to the heap when disposed
   return reinterpret_cast<_symval*>(h + 1);
 }
 
 void FrameKeeper::disposeLarge(Head* h) { std::free(h); }
+
+void FrameKeeper::releaseAll() {
+  for (Head* h : all_) std::free(h);
+  all_.clear();
+  for (Head*& f : free_) f = nullptr;
+}

@@ -6,6 +6,7 @@
 
 #include <cstdint>
 #include <cstring>
+#include <vector>
 
 #include "memory/cell.h"
 
@@ -36,6 +37,8 @@ class FrameKeeper {
   void incref(_symval* f) {
     if (f) head(f)->refs++;
   }
+  // Frees every frame ever made (for harnesses that start a new session in the process).
+  void releaseAll();
   void decref(_symval* f) {
     if (!f) return;
     Head* h = head(f);
@@ -65,4 +68,5 @@ class FrameKeeper {
   // Frames are mostly short and freed in nesting order: small ones are recycled by size.
   static constexpr long kPooled = 32;
   Head* free_[kPooled + 1] = {};
+  std::vector<Head*> all_;  // every frame obtained from the heap
 };

@@ -13,6 +13,7 @@ class cmathproc {
   void WaWithTsubun(long num1, long den1, long num2, long den2, long* outNum, long* outDen);
   // The process-wide xorshift generator; every run yields the same sequence.
   uint64_t XorShift();
+  void ResetXorShift() { x_ = 123456789, y_ = 362436069, z_ = 521288629, w_ = 88675123; }
 
  private:
   uint64_t x_ = 123456789, y_ = 362436069, z_ = 521288629, w_ = 88675123;

@@ -9,6 +9,11 @@ class clisp : public cfunction {
   int ReadEvalLoop();
   void DispMessage();
   void ReadEvalPrintLoop();
+  // Start-up after the areas were obtained: the bottom markers, the keyword table, the
+  // prelude. 0 when the prelude fails.
+  int StartSession();
+  // A new session in the same process, as after start-up (for test harnesses).
+  int RestartSession();
 };
 
 // The single interpreter object.

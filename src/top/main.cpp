@@ -23,10 +23,7 @@ constexpr size_t kStackReserve = size_t{1} << 20;  // room kept for the last cal
 
 void* run(void*) {
   clisp& lisp = *interp;
-  lisp.IncCellStack(nullptr);
-  lisp.IncLocStack(nullptr, 0);
-  lisp.SetKeyword();
-  if (!lisp.ReadEvalLoop()) ExitProcess(1);
+  if (!lisp.StartSession()) ExitProcess(1);
   lisp.DispMessage();
   lisp.ReadEvalPrintLoop();
   ExitProcess(0);

@@ -33,3 +33,19 @@ void clisp::ReadEvalPrintLoop() {
     reportResult(evalTopForm(form, nullptr, 0));
   }
 }
+
+int clisp::StartSession() {
+  IncCellStack(nullptr);
+  IncLocStack(nullptr, 0);
+  SetKeyword();
+  return ReadEvalLoop();
+}
+
+int clisp::RestartSession() {
+  ResetAreas();
+  ResetXorShift();
+  GoSymbol = nullptr;
+  ReturnFlag = 0;
+  ReturnValue = throwTag = throwValue = returnFromName = returnFromValue = nullptr;
+  return StartSession();
+}
