@@ -1,6 +1,7 @@
 // Collecting the text of one complete expression from the terminal or from a file stream.
 #include <cstring>
 
+#include "reader/bracescan.h"
 #include "reader/ctextproc.h"
 #include "reader/terminal.h"
 
@@ -103,6 +104,9 @@ int ctextproc::GetOneSStream(FILE* in) {
   long total = 0;
   bool inString = false;
   int prev1 = 0, prev2 = 0;  // the two bytes appended before the current one
+  // The text so far is tested after every byte, as CheckBrace2 would test it.
+  BraceScanner scanner;
+  for (const char* p = lineStr; *p; p++) scanner.feed(*p);
   for (;;) {
     int c = std::getc(in);
     if (c == EOF) {
@@ -124,7 +128,7 @@ int ctextproc::GetOneSStream(FILE* in) {
     total++;
     prev2 = prev1;
     prev1 = c;
-    int r = CheckBrace2(lineStr);
+    int r = scanner.feed(static_cast<char>(c));
     if (r == 1) return 1;
     if (r == -1) {
       std::puts(kTooManyClose);

@@ -2,6 +2,7 @@
 #include <cstring>
 
 #include "fixture.h"
+#include "reader/bracescan.h"
 
 namespace {
 ctextproc text;
@@ -197,4 +198,23 @@ TEST_F(Parser, StringsHoldOneCharacterPerByte) {
   EXPECT_EQ(s->cdr->car, CHARACTER);
   EXPECT_EQ(lisp->tlength(s->cdr->cdr), 3);
   EXPECT_EQ(chval(s->cdr->cdr->car), static_cast<char>(0xE6));
+}
+
+TEST(BraceScanner, AgreesWithTheWholeTextTestOnEveryPrefix) {
+  const char alphabet[] = "()\"\\#;' `,@\nab1\0";  // the last byte is a NUL too
+  unsigned seed = 12345;
+  for (int trial = 0; trial < 20000; trial++) {
+    std::string t;
+    int n = 1 + static_cast<int>((seed = seed * 1103515245 + 12345) >> 16) % 24;
+    BraceScanner scanner;
+    for (int i = 0; i < n; i++) {
+      seed = seed * 1103515245 + 12345;
+      char c = alphabet[(seed >> 16) % sizeof alphabet];
+      t += c;
+      int incremental = scanner.feed(c);
+      int whole = text.CheckBrace2(t.c_str());
+      ASSERT_EQ(incremental, whole) << "text: " << t;
+      if (whole != 0) break;  // the reader stops there
+    }
+  }
 }
