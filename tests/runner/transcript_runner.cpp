@@ -15,6 +15,10 @@
 // A section's content is its lines, each ending in a line break, unless "noeol" is given,
 // in which case the last line break is dropped. "\xHH" escapes are decoded in sections
 // marked "hex-escapes".
+//
+// Two more modes: "--sessions TSUMUGI DOC.md" runs the terminal sessions a document shows in
+// "```tsumugi" blocks (see runSessions), and "--example TSUMUGI PROG.lisp PROG.out" runs a
+// program and compares its output after the banner.
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -115,55 +119,20 @@ std::string show(const std::string& s) {
   }
   return out;
 }
-}  // namespace
 
-int main(int argc, char** argv) {
-  if (argc != 3) {
-    std::cerr << "usage: transcript_runner TSUMUGI CASE.tt\n";
-    return 2;
-  }
-  std::string binary = argv[1], casePath = argv[2];
-  bool ok;
-  std::string text = readFile(casePath, &ok);
-  if (!ok) {
-    std::cerr << "cannot read " << casePath << "\n";
-    return 2;
-  }
+struct Case {
   std::string input, expected;
   int expectedStatus = 0;
   long limitAs = 0;
-  bool haveStdout = false;
   std::map<std::string, std::string> files, expectFiles;
   std::vector<std::string> env;
-  for (const Section& s : parse(text)) {
-    if (s.kind == "input") {
-      input = s.body;
-    } else if (s.kind == "stdout") {
-      expected = s.body;
-      haveStdout = true;
-    } else if (s.kind == "status") {
-      expectedStatus = std::atoi(s.arg.c_str());
-    } else if (s.kind == "file") {
-      files[s.arg] = s.body;
-    } else if (s.kind == "expect-file") {
-      expectFiles[s.arg] = s.body;
-    } else if (s.kind == "env") {
-      env.push_back(s.arg);
-    } else if (s.kind == "limit-as") {
-      limitAs = std::atol(s.arg.c_str());
-    } else {
-      std::cerr << "unknown section " << s.kind << "\n";
-      return 2;
-    }
-  }
-  if (!haveStdout) {
-    std::cerr << "case has no stdout section\n";
-    return 2;
-  }
+};
+
+// Runs one case; prints what differs and returns false when it fails, 77 when skipped.
+int runCase(const std::string& binary, const Case& c) {
   // Under the sanitizers the address space is the sanitizers' own: such a limit cannot be
   // applied, and the case is reported as skipped.
-  if (limitAs > 0 && std::getenv("TRANSCRIPT_NO_LIMIT_AS")) return 77;
-
+  if (c.limitAs > 0 && std::getenv("TRANSCRIPT_NO_LIMIT_AS")) return 77;
   char dirTemplate[] = "/tmp/tsumugi-case-XXXXXX";
   char* dir = mkdtemp(dirTemplate);
   if (!dir) {
@@ -171,19 +140,19 @@ int main(int argc, char** argv) {
     return 2;
   }
   std::string d = dir;
-  for (auto& [name, content] : files) writeFile(d + "/" + name, content);
+  for (auto& [name, content] : c.files) writeFile(d + "/" + name, content);
   std::string inPath = d + "/.stdin", outPath = d + "/.stdout";
-  writeFile(inPath, input);
+  writeFile(inPath, c.input);
 
   pid_t pid = fork();
   if (pid == 0) {
     if (chdir(dir) != 0) _exit(127);
     if (!freopen(inPath.c_str(), "rb", stdin) || !freopen(outPath.c_str(), "wb", stdout)) _exit(127);
     setenv("TZ", "UTC", 1);
-    for (const std::string& e : env) putenv(const_cast<char*>(e.c_str()));
-    if (limitAs > 0) {
+    for (const std::string& e : c.env) putenv(const_cast<char*>(e.c_str()));
+    if (c.limitAs > 0) {
       struct rlimit rl;
-      rl.rlim_cur = rl.rlim_max = static_cast<rlim_t>(limitAs) * 1024;
+      rl.rlim_cur = rl.rlim_max = static_cast<rlim_t>(c.limitAs) * 1024;
       setrlimit(RLIMIT_AS, &rl);
     }
     execl(binary.c_str(), binary.c_str(), static_cast<char*>(nullptr));
@@ -191,6 +160,7 @@ int main(int argc, char** argv) {
   }
   int wstatus = 0;
   waitpid(pid, &wstatus, 0);
+  bool ok;
   std::string out = readFile(outPath, &ok);
 
   bool pass = true;
@@ -199,8 +169,8 @@ int main(int argc, char** argv) {
     pass = false;
   }
   int status = WIFEXITED(wstatus) ? WEXITSTATUS(wstatus) : -1;
-  if (status != expectedStatus) {
-    std::cout << "exit status " << status << ", expected " << expectedStatus << "\n";
+  if (status != c.expectedStatus) {
+    std::cout << "exit status " << status << ", expected " << c.expectedStatus << "\n";
     pass = false;
   }
   // Everything after the two banner lines (all of it if the banner never came).
@@ -209,12 +179,12 @@ int main(int argc, char** argv) {
     size_t second = out.find('\n', out.find('\n') + 1);
     afterBanner = second == std::string::npos ? "" : out.substr(second + 1);
   }
-  if (afterBanner != expected) {
-    std::cout << "--- expected stdout\n" << show(expected) << "\n--- actual stdout\n"
+  if (afterBanner != c.expected) {
+    std::cout << "--- expected stdout\n" << show(c.expected) << "\n--- actual stdout\n"
               << show(afterBanner) << "\n";
     pass = false;
   }
-  for (auto& [name, content] : expectFiles) {
+  for (auto& [name, content] : c.expectFiles) {
     bool exists;
     std::string got = readFile(d + "/" + name, &exists);
     if (!exists || got != content) {
@@ -226,4 +196,132 @@ int main(int argc, char** argv) {
   std::string cleanup = "rm -rf '" + d + "'";
   if (std::system(cleanup.c_str()) != 0) std::cerr << "could not remove " << d << "\n";
   return pass ? 0 : 1;
+}
+
+int runTranscriptFile(const std::string& binary, const std::string& casePath) {
+  bool ok;
+  std::string text = readFile(casePath, &ok);
+  if (!ok) {
+    std::cerr << "cannot read " << casePath << "\n";
+    return 2;
+  }
+  Case c;
+  bool haveStdout = false;
+  for (const Section& s : parse(text)) {
+    if (s.kind == "input") {
+      c.input = s.body;
+    } else if (s.kind == "stdout") {
+      c.expected = s.body;
+      haveStdout = true;
+    } else if (s.kind == "status") {
+      c.expectedStatus = std::atoi(s.arg.c_str());
+    } else if (s.kind == "file") {
+      c.files[s.arg] = s.body;
+    } else if (s.kind == "expect-file") {
+      c.expectFiles[s.arg] = s.body;
+    } else if (s.kind == "env") {
+      c.env.push_back(s.arg);
+    } else if (s.kind == "limit-as") {
+      c.limitAs = std::atol(s.arg.c_str());
+    } else {
+      std::cerr << "unknown section " << s.kind << "\n";
+      return 2;
+    }
+  }
+  if (!haveStdout) {
+    std::cerr << "case has no stdout section\n";
+    return 2;
+  }
+  return runCase(binary, c);
+}
+
+// A prompt at the start of a session line: "[3]" or "**[1]"; its length, or 0.
+size_t promptLength(const std::string& line) {
+  size_t i = 0;
+  while (i < line.size() && line[i] == '*') i++;
+  if (i >= line.size() || line[i] != '[') return 0;
+  size_t j = i + 1;
+  while (j < line.size() && line[j] >= '0' && line[j] <= '9') j++;
+  if (j == i + 1 || j >= line.size() || line[j] != ']') return 0;
+  return j + 1;
+}
+
+// The sessions written in a document as they appear on a terminal, in blocks fenced with
+// "```tsumugi": a prompt line holds the prompt and what was typed after it, the other lines
+// are the output. Each block is run from a fresh start; it ends with a bare prompt (where
+// the input ends) or with (BYE).
+int runSessions(const std::string& binary, const std::string& path) {
+  bool ok;
+  std::string text = readFile(path, &ok);
+  if (!ok) {
+    std::cerr << "cannot read " << path << "\n";
+    return 2;
+  }
+  std::istringstream in(text);
+  std::string line;
+  int lineNo = 0, blocks = 0, failures = 0;
+  while (std::getline(in, line)) {
+    lineNo++;
+    if (line != "```tsumugi") continue;
+    int start = lineNo;
+    Case c;
+    bool any = false, closed = false, endsBare = false;
+    while (std::getline(in, line)) {
+      lineNo++;
+      if (line == "```") {
+        closed = true;
+        break;
+      }
+      size_t n = promptLength(line);
+      if (n > 0) {
+        c.expected += line.substr(0, n);
+        std::string typed = line.substr(n);
+        if (!typed.empty()) c.input += typed + "\n";
+        any = true;
+        endsBare = typed.empty();
+      } else {
+        c.expected += line + "\n";
+        endsBare = false;
+      }
+    }
+    if (!closed || !any) {
+      std::cout << path << ":" << start << ": malformed session block\n";
+      failures++;
+      continue;
+    }
+    // A block that ends at a bare prompt expects the line break of the end of input.
+    if (endsBare) c.expected += "\n";
+    blocks++;
+    int r = runCase(binary, c);
+    if (r != 0) {
+      std::cout << path << ":" << start << ": session differs\n";
+      failures++;
+    }
+  }
+  std::cout << blocks << " sessions, " << failures << " failing\n";
+  return failures == 0 && blocks > 0 ? 0 : 1;
+}
+
+// An example program and the output it must print after the banner.
+int runExample(const std::string& binary, const std::string& program, const std::string& output) {
+  bool ok1, ok2;
+  Case c;
+  c.input = readFile(program, &ok1);
+  c.expected = readFile(output, &ok2);
+  if (!ok1 || !ok2) {
+    std::cerr << "cannot read " << program << " or " << output << "\n";
+    return 2;
+  }
+  return runCase(binary, c);
+}
+}  // namespace
+
+int main(int argc, char** argv) {
+  if (argc == 4 && std::string(argv[1]) == "--sessions") return runSessions(argv[2], argv[3]);
+  if (argc == 5 && std::string(argv[1]) == "--example") return runExample(argv[2], argv[3], argv[4]);
+  if (argc == 3) return runTranscriptFile(argv[1], argv[2]);
+  std::cerr << "usage: transcript_runner TSUMUGI CASE.tt\n"
+               "       transcript_runner --sessions TSUMUGI DOCUMENT.md\n"
+               "       transcript_runner --example TSUMUGI PROGRAM.lisp OUTPUT.out\n";
+  return 2;
 }
