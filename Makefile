@@ -36,6 +36,8 @@ test: test-fast test-sanitize
 clean:
 	rm -rf $(BUILD) $(ASAN_BUILD)
 
+# Installs build/tsumugi, its man page and its documentation under $(PREFIX), staged under
+# $(DESTDIR) when that is set.
 PREFIX ?= /usr/local
 install: build
-	cmake --install $(BUILD) --prefix $(DESTDIR)$(PREFIX)
+	DESTDIR=$(DESTDIR) cmake --install $(BUILD) --prefix $(PREFIX)
