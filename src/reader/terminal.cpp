@@ -1,25 +1,18 @@
 #include "reader/terminal.h"
 
-#include "memory/fatal.h"
-
 #include <unistd.h>
 
 #include <cstdio>
-#include <cstdlib>
 
-namespace {
-bool interactive = false;
-}
+#include "memory/fatal.h"
 
 void InitTerminal() {
-  interactive = isatty(0) || isatty(1);
-  // Output to a pipe or a file is buffered in large blocks; exit() flushes it.
-  if (!interactive) std::setvbuf(stdout, nullptr, _IOFBF, 1 << 16);
+  // Output to a pipe or a file is buffered in large blocks; every read from standard input
+  // flushes it first (so prompts show), and exit() flushes what is left.
+  if (!isatty(1)) std::setvbuf(stdout, nullptr, _IOFBF, 1 << 16);
 }
 
-void BeforeTerminalRead() {
-  if (interactive) std::fflush(stdout);
-}
+void BeforeTerminalRead() { std::fflush(stdout); }
 
 void EndOfInput() {
   std::putchar('\n');

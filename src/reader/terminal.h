@@ -1,9 +1,9 @@
 // Standard input as the reader sees it.
 #pragma once
 
-// Flushes standard output before a read when a person is at the terminal, so prompts show.
+// Flushes standard output before a read, so that prompts show at a terminal.
 void BeforeTerminalRead();
 // Standard input is exhausted: one line break and a normal end.
 [[noreturn]] void EndOfInput();
-// Decides once at start-up whether reads are interactive.
+// Chooses the buffering of standard output once at start-up.
 void InitTerminal();
