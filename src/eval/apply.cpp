@@ -2,37 +2,40 @@
 #include "eval/cfunction.h"
 #include "top/keywords.h"
 
-int cfunction::initTemploc(_symval* frame, long n, _cell* lambdaList, _cell* args,
-                           _symval* callerFrame, long callerCount, long mark) {
-  // A function without parameters takes any arguments and neither evaluates nor checks them.
-  if (!frame || n == 0) return 1;
+bool cfunction::walkLambdaList(_symval* frame, long n, _cell* lambdaList, bool body, long* rest) {
   long i = 0, r = -1;
   _cell* p = lambdaList;
   while (i < n) {
     _cell* e = p->car;
-    if (e == AMPREST) {
+    if (e == AMPREST || (body && e == AMPBODY)) {
       r = i;
-      if (!(i + 1 < n)) return 0;
+      if (!(i + 1 < n)) return false;  // the marker ends the list
       p = p->cdr;
       e = p->car;
     }
-    if (e->type != 's') return 0;
+    if (e->type != 's') return false;
     frame[i].symbol = e;
     frame[i].value = NILCell;
     p = p->cdr;
     i++;
-    if (r >= 0) break;
+    if (r >= 0) break;  // the rest parameter ends the walk
   }
-  long v = n;
-  if (r >= 0) {
-    frame[n - 1].symbol = nullptr;  // the room the marker took
-    v = n - 1;
-  }
-  if (p->type != 's') return 0;  // something after the rest parameter, or a bad tail
+  if (r >= 0) frame[n - 1].symbol = nullptr;  // the room the marker took
+  *rest = r;
+  // After the rest parameter (or the last one) only a symbol may stand, normally NIL.
+  return p->type == 's';
+}
 
+int cfunction::initTemploc(_symval* frame, long n, _cell* lambdaList, _cell* args,
+                           _symval* callerFrame, long callerCount, long mark) {
+  // A function without parameters takes any arguments and neither evaluates nor checks them.
+  if (!frame || n == 0) return 1;
+  long r;
+  if (!walkLambdaList(frame, n, lambdaList, false, &r)) return 0;
+  long v = r >= 0 ? n - 1 : n;
   IncCellStack(nullptr);
   IncCellStack(args);
-  for (i = 0; i < v; i++) {
+  for (long i = 0; i < v; i++) {
     _cell* value;
     if (i != r) {
       if (!consp(args)) {

@@ -43,6 +43,9 @@ class cfunction : public cprint {
   // error, or an exit passing through, is already under way).
   int initTemploc(_symval* frame, long n, _cell* lambdaList, _cell* args, _symval* callerFrame,
                   long callerCount, long mark);
+  // Enters the parameters of a lambda list into frame (n records): false when the list is
+  // malformed; *rest is the index of the rest parameter (&REST, and &BODY when body), or -1.
+  bool walkLambdaList(_symval* frame, long n, _cell* lambdaList, bool body, long* rest);
   _cell* MakeRest(_cell* args, _symval* frame, long count, long mark);
   _cell* MakeQuoteEach(_cell* list);
   _cell* funcall(_cell* form, _cell* argForms, _symval* frame, long count, long mark);
@@ -58,6 +61,14 @@ class cfunction : public cprint {
   _cell* MacroExec2(_cell* args, _symval* record, _symval* callerFrame, long callerCount,
                     long mark);
   int initTemplocForMacro(_symval* frame, long n, _cell* lambdaList, _cell* args);
+  enum ExpansionOutcome { kExpanded, kNoBody, kFailed };
+  struct Expansion {
+    ExpansionOutcome outcome;
+    _cell* form;      // the expansion (NIL without a body, null after a failure)
+    _symval* frame;   // the macro frame, still on the local stack when expanded
+  };
+  Expansion expand(_cell* args, _symval* record, _symval* callerFrame, long callerCount,
+                   long mark);
   _cell* backquote(_cell* args, _symval* frame, long count, long mark);
   _cell* backquote2(_cell* t, _symval* frame, long count, long mark);
 
@@ -96,6 +107,9 @@ class cfunction : public cprint {
   // remaining arguments protected.
   _cell* evalArith(_cell* acc, _cell* rest, _symval* frame, long count, long mark);
   _cell* subtractOrDivide(_cell* args, _symval* frame, long count, long mark, bool dividing);
+  using Kernel = _cell* (cfunction::*)(_cell*, _cell*);
+  // Combines the values of the argument forms into acc, left to right.
+  _cell* accumulate(_cell* acc, _cell* args, _symval* frame, long count, long mark, Kernel kernel);
   _cell* addOne(_cell* form, _symval* frame, long count, long mark, long delta);
   // "=" on two evaluated values: T, NIL, or null when the types make it a syntax error.
   _cell* numberEqual(_cell* x, _cell* y);
@@ -176,6 +190,9 @@ class cfunction : public cprint {
   _cell* returnFromValue = nullptr;
 
  protected:
+  // The primitive behind a head that passes its one argument form unevaluated.
+  using FormPrimitive = _cell* (cfunction::*)(_cell*, _symval*, long, long);
+  static FormPrimitive oneFormPrimitive(uint8_t code);
   // Reports a malformed built-in form: the message, the debug loop, a null result.
   _cell* syntaxError(_symval* frame, long count);
   // Prints a message, runs the debug loop and gives the null result of a failure.

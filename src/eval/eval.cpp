@@ -9,6 +9,45 @@ namespace {
 inline _cell* boolCell(bool b) { return b ? TCell : NILCell; }
 }  // namespace
 
+cfunction::FormPrimitive cfunction::oneFormPrimitive(uint8_t code) {
+  switch (code) {
+    case hOnePlus:
+      return &cfunction::OnePlus;
+    case hOneMinus:
+      return &cfunction::OneMinus;
+    case hRandom:
+      return &cfunction::Random;
+    case hSqrt:
+      return &cfunction::jSqrt;
+    case hExp:
+      return &cfunction::jExp;
+    case hLog:
+      return &cfunction::jLog;
+    case hSin:
+      return &cfunction::jSin;
+    case hCos:
+      return &cfunction::jCos;
+    case hTan:
+      return &cfunction::jTan;
+    case hAsin:
+      return &cfunction::jAsin;
+    case hAcos:
+      return &cfunction::jAcos;
+    case hAtan:
+      return &cfunction::jAtan;
+    case hEvenp:
+      return &cfunction::jEvenp;
+    case hLocalTime:
+      return &cfunction::LocalTime;
+    case hMakeTime:
+      return &cfunction::MakeTime;
+    case hClose:
+      return &cfunction::tclose;
+    default:
+      return &cfunction::function;
+  }
+}
+
 _cell* cfunction::syntaxError(_symval* frame, long count) {
   return fail("エラー: 文法エラー", frame, count);
 }
@@ -119,6 +158,26 @@ __attribute__((always_inline)) inline _cell* cfunction::evalu(_cell* form, _symv
   if (!b) return nullptr
 
   switch (head->code) {
+    case hOnePlus:
+    case hOneMinus:
+    case hRandom:
+    case hSqrt:
+    case hExp:
+    case hLog:
+    case hSin:
+    case hCos:
+    case hTan:
+    case hAsin:
+    case hAcos:
+    case hAtan:
+    case hEvenp:
+    case hLocalTime:
+    case hMakeTime:
+    case hClose:
+    case hFunction:
+      // Heads that take their one argument form unevaluated and leave the rest to a primitive.
+      NEED1;
+      return (this->*oneFormPrimitive(head->code))(args->car, frame, count, mark);
     case hQuote:
       NEED1;
       return args->car;
@@ -221,12 +280,6 @@ __attribute__((always_inline)) inline _cell* cfunction::evalu(_cell* form, _symv
     case hOr:
       pt = 1;
       return tor(args, frame, count, mark);
-    case hOnePlus:
-      NEED1;
-      return OnePlus(args->car, frame, count, mark);
-    case hOneMinus:
-      NEED1;
-      return OneMinus(args->car, frame, count, mark);
     case hAtom: {
       EVAL1ARG(v);
       return boolCell(!consp(v));
@@ -357,9 +410,6 @@ __attribute__((always_inline)) inline _cell* cfunction::evalu(_cell* form, _symv
       return tlist(args, frame, count, mark);
     case hOpen:
       return topen(args, frame, count, mark);
-    case hClose:
-      NEED1;
-      return tclose(args->car, frame, count, mark);
     case hRead:
       return tread(args, frame, count, mark);
     case hChar:
@@ -375,9 +425,6 @@ __attribute__((always_inline)) inline _cell* cfunction::evalu(_cell* form, _symv
     }
     case hCoerce:
       return coerce(args, frame, count, mark);
-    case hFunction:
-      NEED1;
-      return function(args->car, frame, count, mark);
     case hSpaces: {
       NEED1;
       IncCellStack(nullptr);
@@ -483,42 +530,9 @@ __attribute__((always_inline)) inline _cell* cfunction::evalu(_cell* form, _symv
       EVAL1ARG(v);
       return boolCell(v->type == 'a');
     }
-    case hRandom:
-      NEED1;
-      return Random(args->car, frame, count, mark);
-    case hSqrt:
-      NEED1;
-      return jSqrt(args->car, frame, count, mark);
     case hExpt:
       NEED2;
       return jExpt(args->car, args->cdr->car, frame, count, mark);
-    case hExp:
-      NEED1;
-      return jExp(args->car, frame, count, mark);
-    case hLog:
-      NEED1;
-      return jLog(args->car, frame, count, mark);
-    case hSin:
-      NEED1;
-      return jSin(args->car, frame, count, mark);
-    case hCos:
-      NEED1;
-      return jCos(args->car, frame, count, mark);
-    case hTan:
-      NEED1;
-      return jTan(args->car, frame, count, mark);
-    case hAsin:
-      NEED1;
-      return jAsin(args->car, frame, count, mark);
-    case hAcos:
-      NEED1;
-      return jAcos(args->car, frame, count, mark);
-    case hAtan:
-      NEED1;
-      return jAtan(args->car, frame, count, mark);
-    case hEvenp:
-      NEED1;
-      return jEvenp(args->car, frame, count, mark);
     case hFloor: {
       NEED1;
       _cell* r = tfloor(args->car, frame, count, mark);
@@ -527,12 +541,6 @@ __attribute__((always_inline)) inline _cell* cfunction::evalu(_cell* form, _symv
     }
     case hNow:
       return now();
-    case hLocalTime:
-      NEED1;
-      return LocalTime(args->car, frame, count, mark);
-    case hMakeTime:
-      NEED1;
-      return MakeTime(args->car, frame, count, mark);
     case hCharCode:
       return char_to_code(args, frame, count, mark);
     case hCodeChar:

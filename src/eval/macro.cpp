@@ -9,25 +9,11 @@ inline _cell* tailOrNil(_cell* t) { return t ? t : NILCell; }
 }  // namespace
 
 int cfunction::initTemplocForMacro(_symval* frame, long n, _cell* lambdaList, _cell* args) {
-  long i = 0, r = -1;
-  _cell* p = lambdaList;
-  while (i < n) {
-    _cell* e = p->car;
-    if (e == AMPREST || e == AMPBODY) {
-      r = i;
-      if (!(i + 1 < n)) return 0;
-      p = p->cdr;
-      e = p->car;
-    }
-    if (e->type != 's') return 0;
-    frame[i].symbol = e;
-    p = p->cdr;
-    i++;
-    if (r >= 0) break;
-  }
-  if (p->type != 's') return 0;
+  long r = -1;
+  if (n > 0 && !walkLambdaList(frame, n, lambdaList, true, &r)) return 0;
+  if (n == 0 && lambdaList->type != 's') return 0;
   long v = r >= 0 ? n - 1 : n;
-  for (i = 0; i < v; i++) {
+  for (long i = 0; i < v; i++) {
     if (i == r) {
       frame[i].value = args;  // the remaining argument forms themselves, shared
     } else {
@@ -36,63 +22,56 @@ int cfunction::initTemplocForMacro(_symval* frame, long n, _cell* lambdaList, _c
       args = args->cdr;
     }
   }
-  if (r >= 0) {
-    frame[n - 1].symbol = nullptr;
-    return 1;
-  }
+  if (r >= 0) return 1;
   // Without parameters no argument is accepted at all.
   return args->type == 's' ? 1 : 0;
 }
 
-_cell* cfunction::MacroExec(_cell* args, _symval* record, _symval* callerFrame,
-                            long callerCount) {
+// Binds the argument forms and evaluates the macro body in its own frame, which is left on
+// the local stack when the expansion is had (kExpanded). A failed expansion leaves it there
+// too; the loops reset the stack.
+cfunction::Expansion cfunction::expand(_cell* args, _symval* record, _symval* callerFrame,
+                                       long callerCount, long mark) {
   _cell* def = record->value;
   long n = tlength(def->car);
   _symval* f = allocFrame(n);
   if (n > 0 && !f) {
-    return fail("エラー: ローカル変数領域の確保に失敗しました", callerFrame, callerCount);
+    fail("エラー: ローカル変数領域の確保に失敗しました", callerFrame, callerCount);
+    return {kFailed, nullptr, nullptr};
   }
   if (!initTemplocForMacro(f, n, def->car, args)) {
     releaseFrame(f);
-    return fail("エラー: 引数の数が違います", callerFrame, callerCount);
+    fail("エラー: 引数の数が違います", callerFrame, callerCount);
+    return {kFailed, nullptr, nullptr};
   }
   if (!consp(def->cdr)) {
     releaseFrame(f);
-    return NILCell;
+    return {kNoBody, NILCell, nullptr};  // a definition without a body form expands to NIL
   }
   IncLocStack(f, n);
-  _cell* expansion = eval(def->cdr->car, f, n, ~n);
-  // A failed expansion leaves its frame on the local stack; the loops reset the stack.
-  if (!expansion) return nullptr;
-  // The copy is evaluated, since evaluation may write into lambda forms of the expansion.
-  _cell* r = evalProtected(Copy(expansion), callerFrame, callerCount, 0);
+  _cell* e = eval(def->cdr->car, f, n, mark);
+  return {e ? kExpanded : kFailed, e, f};
+}
+
+_cell* cfunction::MacroExec(_cell* args, _symval* record, _symval* callerFrame,
+                            long callerCount) {
+  Expansion x = expand(args, record, callerFrame, callerCount, 0);
+  if (x.outcome != kExpanded) return x.form;
+  // The copy is evaluated, since evaluation may write into lambda forms of the expansion;
+  // the macro frame stays on the local stack meanwhile.
+  _cell* r = evalProtected(Copy(x.form), callerFrame, callerCount, 0);
   PopLocStack();
-  releaseFrame(f);
+  releaseFrame(x.frame);
   return r;
 }
 
 _cell* cfunction::MacroExec2(_cell* args, _symval* record, _symval* callerFrame,
                              long callerCount, long mark) {
-  _cell* def = record->value;
-  long n = tlength(def->car);
-  _symval* f = allocFrame(n);
-  if (n > 0 && !f) {
-    return fail("エラー: ローカル変数領域の確保に失敗しました", callerFrame, callerCount);
-  }
-  if (!initTemplocForMacro(f, n, def->car, args)) {
-    releaseFrame(f);
-    return fail("エラー: 引数の数が違います", callerFrame, callerCount);
-  }
-  if (!consp(def->cdr)) {
-    releaseFrame(f);
-    return NILCell;
-  }
-  IncLocStack(f, n);
-  _cell* expansion = eval(def->cdr->car, f, n, mark);
-  if (!expansion) return nullptr;
-  _cell* copy = Copy(expansion);
+  Expansion x = expand(args, record, callerFrame, callerCount, mark);
+  if (x.outcome != kExpanded) return x.form;
+  _cell* copy = Copy(x.form);
   PopLocStack();
-  releaseFrame(f);
+  releaseFrame(x.frame);
   return copy;
 }
 

@@ -181,12 +181,7 @@ size_t lineLength(bool crEnds, bool* terminated) {
 }  // namespace
 
 _cell* cmemory::lineResult(_cell* str, _cell* flag) {
-  _cell* second = getCell();
-  second->car = flag;
-  _cell* list = getCell();
-  list->car = str;
-  list->cdr = second;
-  str->values = list;
+  str->values = list2(str, flag);
   return str;
 }
 

@@ -186,12 +186,7 @@ _cell* cfunction::internName(_cell* args, _symval* frame, long count, long mark,
     sym = getStringCell(name.c_str());
   }
   if (!sym) return nullptr;
-  _cell* tail = getCell();
-  tail->car = second;
-  _cell* list = getCell();
-  list->car = sym;
-  list->cdr = tail;
-  sym->values = list;  // stays on the symbol afterwards
+  sym->values = list2(sym, second);  // stays on the symbol afterwards
   return sym;
 }
 

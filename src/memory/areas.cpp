@@ -17,10 +17,13 @@ extern "C" const char* __asan_default_options() { return "detect_leaks=0"; }
 _cell* NILCell = nullptr;
 _cell* TCell = nullptr;
 
-long MarkBits::nextClear(long from, long to) const {
+namespace {
+// The first bit in [from, to) equal to `wanted`, or -1.
+long nextBit(const uint64_t* words, long from, long to, bool wanted) {
   if (from >= to) return -1;
+  const uint64_t flip = wanted ? 0 : ~uint64_t{0};
   long w = from >> 6;
-  uint64_t bits = ~words[w] & (~uint64_t{0} << (from & 63));
+  uint64_t bits = (words[w] ^ flip) & (~uint64_t{0} << (from & 63));
   const long lastWord = (to - 1) >> 6;
   for (;;) {
     if (bits) {
@@ -28,24 +31,13 @@ long MarkBits::nextClear(long from, long to) const {
       return i < to ? i : -1;
     }
     if (++w > lastWord) return -1;
-    bits = ~words[w];
+    bits = words[w] ^ flip;
   }
 }
+}  // namespace
 
-long MarkBits::nextSet(long from, long to) const {
-  if (from >= to) return -1;
-  long w = from >> 6;
-  uint64_t bits = words[w] & (~uint64_t{0} << (from & 63));
-  const long lastWord = (to - 1) >> 6;
-  for (;;) {
-    if (bits) {
-      long i = (w << 6) + __builtin_ctzll(bits);
-      return i < to ? i : -1;
-    }
-    if (++w > lastWord) return -1;
-    bits = words[w];
-  }
-}
+long MarkBits::nextClear(long from, long to) const { return nextBit(words, from, to, false); }
+long MarkBits::nextSet(long from, long to) const { return nextBit(words, from, to, true); }
 
 namespace {
 // The processor's population count where it has one.

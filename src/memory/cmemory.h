@@ -112,6 +112,15 @@ class cmemory : public ctextproc {
     c->cdr = reinterpret_cast<_cell*>(getInt(den));
     return c;
   }
+  // The two-element list (a b); its second cons is taken first.
+  _cell* list2(_cell* a, _cell* b) {
+    _cell* second = getCell();
+    second->car = b;
+    _cell* first = getCell();
+    first->car = a;
+    first->cdr = second;
+    return first;
+  }
   long CellToInt(const _cell* c) { return c->type == 'i' ? ival(c) : 0; }
   long CellToBunshi(const _cell* c) { return c->type == 'b' ? bunshi(c) : 0; }
   long CellToBunbo(const _cell* c) { return c->type == 'b' ? bunbo(c) : 0; }

@@ -87,26 +87,21 @@ _cell* cfunction::Sho(_cell* x, _cell* y) {
   return exactResult(wmul(numOf(x), denOf(y)), wmul(denOf(x), numOf(y)));
 }
 
+// The accumulator of + and * starts as a fresh integer cell.
 _cell* cfunction::plus(_cell* args, _symval* frame, long count, long mark) {
-  _cell* acc = IntToCell(0);
-  for (_cell* p = args; consp(p); p = p->cdr) {
-    _cell* v = evalArith(acc, p, frame, count, mark);
-    if (!v) return nullptr;
-    acc = Wa(acc, v);
-    if (!acc) {
-      errorlisp(frame, count);
-      return nullptr;
-    }
-  }
-  return acc;
+  return accumulate(IntToCell(0), args, frame, count, mark, &cfunction::Wa);
 }
 
 _cell* cfunction::times(_cell* args, _symval* frame, long count, long mark) {
-  _cell* acc = IntToCell(1);
+  return accumulate(IntToCell(1), args, frame, count, mark, &cfunction::Seki);
+}
+
+_cell* cfunction::accumulate(_cell* acc, _cell* args, _symval* frame, long count, long mark,
+                             Kernel kernel) {
   for (_cell* p = args; consp(p); p = p->cdr) {
     _cell* v = evalArith(acc, p, frame, count, mark);
     if (!v) return nullptr;
-    acc = Seki(acc, v);
+    acc = (this->*kernel)(acc, v);
     if (!acc) {
       errorlisp(frame, count);
       return nullptr;
@@ -126,20 +121,12 @@ _cell* cfunction::divide(_cell* args, _symval* frame, long count, long mark) {
 _cell* cfunction::subtractOrDivide(_cell* args, _symval* frame, long count, long mark,
                                    bool dividing) {
   if (!consp(args)) return fail("エラー: 引数が足りません", frame, count);
-  _cell* acc = evalArith(nullptr, args, frame, count, mark);
-  if (!acc) return nullptr;
-  if (!isNumberCell(acc)) return fail("エラー: 数値ではありません", frame, count);
+  _cell* first = evalArith(nullptr, args, frame, count, mark);
+  if (!first) return nullptr;
+  if (!isNumberCell(first)) return fail("エラー: 数値ではありません", frame, count);
   // With one argument its value is the result: there is no negation and no reciprocal.
-  for (_cell* p = args->cdr; consp(p); p = p->cdr) {
-    _cell* v = evalArith(acc, p, frame, count, mark);
-    if (!v) return nullptr;
-    acc = dividing ? Sho(acc, v) : Sa(acc, v);
-    if (!acc) {
-      errorlisp(frame, count);
-      return nullptr;
-    }
-  }
-  return acc;
+  return accumulate(first, args->cdr, frame, count, mark,
+                    dividing ? &cfunction::Sho : &cfunction::Sa);
 }
 
 _cell* cfunction::evalArith(_cell* acc, _cell* rest, _symval* frame, long count, long mark) {

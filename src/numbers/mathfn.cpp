@@ -362,11 +362,6 @@ _cell* cfunction::tfloor(_cell* form, _symval* frame, long count, long mark) {
     default:
       return fail("エラー: 数値ではありません", frame, count);
   }
-  _cell* second = getCell();
-  second->car = r;
-  _cell* list = getCell();
-  list->car = q;
-  list->cdr = second;
-  q->values = list;
+  q->values = list2(q, r);
   return q;
 }

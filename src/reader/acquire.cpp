@@ -11,15 +11,6 @@ namespace {
 const char kTooLong[] = "エラー: S式が長過ぎます。";
 const char kTooManyClose[] = "エラー: )が多すぎます。";
 
-// Steps over "#", a backslash and the byte after them (if the text has one).
-inline const char* skipCharLiteral(const char* p) {
-  p += 2;
-  return *p ? p + 1 : p;
-}
-inline bool isPrefixOrSpace(char c) {
-  return c == '\n' || c == '\r' || c == '\t' || c == ' ' || c == '\'' || c == '`' || c == ',' ||
-         c == '@';
-}
 }  // namespace
 
 const char* ctextproc::SkipDoubleQuote(const char* p) {
@@ -55,9 +46,13 @@ int ctextproc::GetOneS() {
   }
 }
 
-int ctextproc::CheckBrace(const char* text) {
+namespace {
+// Counts parentheses from p, stepping over strings and character literals: 1 when the depth
+// comes back to 0, -1 when it goes below 0, 0 when the text ends first (*ended) or inside a
+// string (!*ended).
+int countParens(const char* p, bool* ended) {
   int depth = 0;
-  const char* p = text;
+  *ended = false;
   while (*p) {
     if (*p == '(') {
       depth++;
@@ -66,7 +61,7 @@ int ctextproc::CheckBrace(const char* text) {
       if (depth < 0) return -1;
       if (depth == 0) return 1;
     } else if (*p == '"') {
-      p = SkipDoubleQuote(p + 1);
+      p = ctextproc::SkipDoubleQuote(p + 1);
       if (!p) return 0;
       continue;
     } else if (*p == '#' && p[1] == '\\') {
@@ -75,6 +70,15 @@ int ctextproc::CheckBrace(const char* text) {
     }
     p++;
   }
+  *ended = true;
+  return 0;
+}
+}  // namespace
+
+int ctextproc::CheckBrace(const char* text) {
+  bool ended;
+  int r = countParens(text, &ended);
+  if (r != 0 || !ended) return r;
   return CrTabOnly(text) ? 0 : 1;
 }
 
@@ -143,25 +147,8 @@ int ctextproc::CheckBrace2(const char* text) {
   if (*p == 0) return 0;
   if (*p == ')') return -1;
   if (*p == '(') {
-    int depth = 0;
-    while (*p) {
-      if (*p == '(') {
-        depth++;
-      } else if (*p == ')') {
-        depth--;
-        if (depth < 0) return -1;
-        if (depth == 0) return 1;
-      } else if (*p == '"') {
-        p = SkipDoubleQuote2(p + 1);
-        if (!p) return 0;
-        continue;
-      } else if (*p == '#' && p[1] == '\\') {
-        p = skipCharLiteral(p);
-        continue;
-      }
-      p++;
-    }
-    return 0;
+    bool ended;
+    return countParens(p, &ended);
   }
   // An atom is complete once a separator follows it.
   for (p++; *p; p++) {
@@ -179,7 +166,7 @@ void ctextproc::SkipTerm(char* text) {
       continue;
     }
     if (*p == '#' && p[1] == '\\') {
-      p = const_cast<char*>(skipCharLiteral(p));
+      p = skipCharLiteral(p);
       continue;
     }
     if (*p == '\n' || *p == '\r' || *p == '\t') *p = ' ';

@@ -1,12 +1,7 @@
 #include "reader/bracescan.h"
 
-namespace {
-bool leadingByte(char c) {
-  return c == '\n' || c == '\r' || c == '\t' || c == ' ' || c == '\'' || c == '`' || c == ',' ||
-         c == '@';
-}
-bool separator(char c) { return c == '\n' || c == '\r' || c == '\t' || c == ' '; }
-}  // namespace
+#include "reader/ctextproc.h"
+
 
 int BraceScanner::feed(char c) {
   if (phase_ == kFrozen || result_ != 0) return result_;
@@ -17,7 +12,7 @@ int BraceScanner::feed(char c) {
   }
   switch (phase_) {
     case kLeading:
-      if (leadingByte(c)) return 0;
+      if (isPrefixOrSpace(c)) return 0;
       if (c == ')') return result_ = -1;
       if (c == '(') {
         phase_ = kList;
@@ -27,7 +22,7 @@ int BraceScanner::feed(char c) {
       return 0;
     case kAtom:
       // An atom is complete once a separator follows it.
-      if (separator(c)) result_ = 1;
+      if (isBlankByte(static_cast<unsigned char>(c))) result_ = 1;
       return result_;
     case kString:
       // A double quote ends the string unless the byte before it is a backslash.

@@ -57,8 +57,8 @@ class ctextproc : public cmathproc {
   long double myatof(const char* atom);
   void getBunshi(const char* atom, char* dst);
   void getBunbo(const char* atom, char* dst);
-  const char* SkipDoubleQuote(const char* p);
-  char* SkipDoubleQuote(char* p) {
+  static const char* SkipDoubleQuote(const char* p);
+  static char* SkipDoubleQuote(char* p) {
     return const_cast<char*>(SkipDoubleQuote(static_cast<const char*>(p)));
   }
   const char* SkipDoubleQuote2(const char* p) { return SkipDoubleQuote(p); }
@@ -74,6 +74,20 @@ class ctextproc : public cmathproc {
   int rewrite(char* text, int limit, Rewrite kind);
 };
 
+// The bytes the completeness tests skip before an expression: blanks and the reader-macro
+// characters that may prefix it.
+inline bool isPrefixOrSpace(char c) {
+  return c == '\n' || c == '\r' || c == '\t' || c == ' ' || c == '\'' || c == '`' || c == ',' ||
+         c == '@';
+}
 // Blank in the sense of the stream reader: blank, tab, carriage return or line feed.
 inline bool isBlankByte(int c) { return c == ' ' || c == '\t' || c == '\r' || c == '\n'; }
 inline bool isDigitByte(char c) { return c >= '0' && c <= '9'; }
+// Steps over "#", a backslash and the byte after them (if the text has one).
+inline const char* skipCharLiteral(const char* p) {
+  p += 2;
+  return *p ? p + 1 : p;
+}
+inline char* skipCharLiteral(char* p) {
+  return const_cast<char*>(skipCharLiteral(static_cast<const char*>(p)));
+}

@@ -5,11 +5,6 @@
 
 namespace {
 const char kTooLong[] = "エラー: Ｓ式が長すぎます";
-
-inline char* skipCharLiteral(char* p) {
-  p += 2;
-  return *p ? p + 1 : p;
-}
 }  // namespace
 
 void ctextproc::slide(char* p, int n) { std::memmove(p + n, p, std::strlen(p) + 1); }
