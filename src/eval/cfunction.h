@@ -109,7 +109,8 @@ class cfunction : public cprint {
   _cell* subtractOrDivide(_cell* args, _symval* frame, long count, long mark, bool dividing);
   using Kernel = _cell* (cfunction::*)(_cell*, _cell*);
   // Combines the values of the argument forms into acc, left to right.
-  _cell* accumulate(_cell* acc, _cell* args, _symval* frame, long count, long mark, Kernel kernel);
+  template <Kernel kernel>
+  _cell* accumulate(_cell* acc, _cell* args, _symval* frame, long count, long mark);
   _cell* addOne(_cell* form, _symval* frame, long count, long mark, long delta);
   // "=" on two evaluated values: T, NIL, or null when the types make it a syntax error.
   _cell* numberEqual(_cell* x, _cell* y);

@@ -87,17 +87,8 @@ _cell* cfunction::Sho(_cell* x, _cell* y) {
   return exactResult(wmul(numOf(x), denOf(y)), wmul(denOf(x), numOf(y)));
 }
 
-// The accumulator of + and * starts as a fresh integer cell.
-_cell* cfunction::plus(_cell* args, _symval* frame, long count, long mark) {
-  return accumulate(IntToCell(0), args, frame, count, mark, &cfunction::Wa);
-}
-
-_cell* cfunction::times(_cell* args, _symval* frame, long count, long mark) {
-  return accumulate(IntToCell(1), args, frame, count, mark, &cfunction::Seki);
-}
-
-_cell* cfunction::accumulate(_cell* acc, _cell* args, _symval* frame, long count, long mark,
-                             Kernel kernel) {
+template <cfunction::Kernel kernel>
+_cell* cfunction::accumulate(_cell* acc, _cell* args, _symval* frame, long count, long mark) {
   for (_cell* p = args; consp(p); p = p->cdr) {
     _cell* v = evalArith(acc, p, frame, count, mark);
     if (!v) return nullptr;
@@ -109,6 +100,16 @@ _cell* cfunction::accumulate(_cell* acc, _cell* args, _symval* frame, long count
   }
   return acc;
 }
+
+// The accumulator of + and * starts as a fresh integer cell.
+_cell* cfunction::plus(_cell* args, _symval* frame, long count, long mark) {
+  return accumulate<&cfunction::Wa>(IntToCell(0), args, frame, count, mark);
+}
+
+_cell* cfunction::times(_cell* args, _symval* frame, long count, long mark) {
+  return accumulate<&cfunction::Seki>(IntToCell(1), args, frame, count, mark);
+}
+
 
 _cell* cfunction::minus(_cell* args, _symval* frame, long count, long mark) {
   return subtractOrDivide(args, frame, count, mark, false);
@@ -125,8 +126,8 @@ _cell* cfunction::subtractOrDivide(_cell* args, _symval* frame, long count, long
   if (!first) return nullptr;
   if (!isNumberCell(first)) return fail("エラー: 数値ではありません", frame, count);
   // With one argument its value is the result: there is no negation and no reciprocal.
-  return accumulate(first, args->cdr, frame, count, mark,
-                    dividing ? &cfunction::Sho : &cfunction::Sa);
+  return dividing ? accumulate<&cfunction::Sho>(first, args->cdr, frame, count, mark)
+                  : accumulate<&cfunction::Sa>(first, args->cdr, frame, count, mark);
 }
 
 _cell* cfunction::evalArith(_cell* acc, _cell* rest, _symval* frame, long count, long mark) {
