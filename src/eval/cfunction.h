@@ -194,6 +194,10 @@ class cfunction : public cprint {
   // The primitive behind a head that passes its one argument form unevaluated.
   using FormPrimitive = _cell* (cfunction::*)(_cell*, _symval*, long, long);
   static FormPrimitive oneFormPrimitive(uint8_t code);
+  // The optional stream form at the head of rest of an output primitive: evaluated, it must
+  // be an open stream (else a syntax error). *out is its file, or standard output without
+  // one; false after a failure, already reported.
+  bool outputStream(_cell* rest, _symval* frame, long count, long mark, FILE** out);
   // Reports a malformed built-in form: the message, the debug loop, a null result.
   _cell* syntaxError(_symval* frame, long count);
   // Prints a message, runs the debug loop and gives the null result of a failure.

@@ -48,6 +48,17 @@ cfunction::FormPrimitive cfunction::oneFormPrimitive(uint8_t code) {
   }
 }
 
+bool cfunction::outputStream(_cell* rest, _symval* frame, long count, long mark, FILE** out) {
+  *out = stdout;
+  if (!consp(rest)) return true;
+  _cell* s = eval(rest->car, frame, count, mark);
+  if (!s) return false;
+  *out = openStream(s);
+  if (*out) return true;
+  syntaxError(frame, count);
+  return false;
+}
+
 _cell* cfunction::syntaxError(_symval* frame, long count) {
   return fail("エラー: 文法エラー", frame, count);
 }
@@ -207,35 +218,22 @@ __attribute__((always_inline)) inline _cell* cfunction::evalu(_cell* form, _symv
       IncCellStack(nullptr);
       IncCellStack(args);
       _cell* x = eval(args->car, frame, count, mark);
-      if (!x) {
-        PopCellStack();
-        return nullptr;
-      }
-      IncCellStack(x);
-      FILE* out = nullptr;
-      if (consp(args->cdr)) {
-        _cell* s = eval(args->cdr->car, frame, count, mark);
-        if (!s) {
-          PopCellStack();
-          return nullptr;
-        }
-        out = openStream(s);
-        if (!out) {
-          PopCellStack();
-          return syntaxError(frame, count);
-        }
-      }
+      FILE* out = stdout;
+      if (x) IncCellStack(x);
+      bool ok = x && outputStream(args->cdr, frame, count, mark, &out);
       PopCellStack();
+      if (!ok) return nullptr;
+      bool toStream = consp(args->cdr);
       if (head->code == hPrinc) {
-        princS(x, out ? out : stdout);
-      } else if (out) {
-        if (head->code == hPrint) std::fputc('\n', out);
-        printSStrm(x, out);
-        if (head->code == hPrint) std::fputc(' ', out);
+        princS(x, out);
       } else {
-        if (head->code == hPrint) std::putchar('\n');
-        printS(x);
-        if (head->code == hPrint) std::putchar(' ');
+        if (head->code == hPrint) std::fputc('\n', out);
+        if (toStream) {
+          printSStrm(x, out);
+        } else {
+          printS(x);
+        }
+        if (head->code == hPrint) std::fputc(' ', out);
       }
       return x;
     }
@@ -430,40 +428,21 @@ __attribute__((always_inline)) inline _cell* cfunction::evalu(_cell* form, _symv
       IncCellStack(nullptr);
       IncCellStack(args);
       _cell* n = eval(args->car, frame, count, mark);
-      if (!n) {
-        PopCellStack();
-        return nullptr;
-      }
-      if (n->type != 'i' || ival(n) < 0) {
+      if (n && (n->type != 'i' || ival(n) < 0)) {
         PopCellStack();
         return syntaxError(frame, count);
       }
       FILE* out = stdout;
-      if (consp(args->cdr)) {
-        IncCellStack(n);
-        _cell* s = eval(args->cdr->car, frame, count, mark);
-        if (!s) {
-          PopCellStack();
-          return nullptr;
-        }
-        out = openStream(s);
-        if (!out) {
-          PopCellStack();
-          return syntaxError(frame, count);
-        }
-      }
+      if (n) IncCellStack(n);
+      bool ok = n && outputStream(args->cdr, frame, count, mark, &out);
       PopCellStack();
+      if (!ok) return nullptr;
       for (long i = ival(n); i > 0; i--) std::fputc(' ', out);
       return TCell;
     }
     case hTerpri: {
-      FILE* out = stdout;
-      if (consp(args)) {
-        _cell* s = eval(args->car, frame, count, mark);
-        if (!s) return nullptr;
-        out = openStream(s);
-        if (!out) return syntaxError(frame, count);
-      }
+      FILE* out;
+      if (!outputStream(args, frame, count, mark, &out)) return nullptr;
       std::fputc('\n', out);
       return TCell;
     }

@@ -84,14 +84,8 @@ _cell* cfunction::coerce(_cell* args, _symval* frame, long count, long mark) {
   PopCellStack();
   if (!spec) return nullptr;
   if (spec == STRING && (obj == NILCell || consp(obj)) && isAllMoji(obj)) {
-    _cell* one = IntToCell(1);
-    _cell* arr = getCell();
-    arr->type = 'a';
-    arr->car = one;
-    _cell* head = getCell();
-    head->car = CHARACTER;
-    arr->cdr = head;
-    head->cdr = Copy(obj);
+    _cell* arr = newStringShell();
+    arr->cdr->cdr = Copy(obj);
     return arr;
   }
   if (spec == LIST && isString(obj)) return Copy(obj->cdr->cdr);

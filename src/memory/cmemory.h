@@ -169,6 +169,8 @@ class cmemory : public ctextproc {
   _cell* getMojiretsuCell(const char* literal);
   // A string cell from raw bytes (no escapes interpreted).
   _cell* makeString(const char* bytes, size_t n);
+  // The shell of a string: the rank cell 1, the array cell and the CHARACTER head.
+  _cell* newStringShell();
 
   // Lines for READ-LINE.
   _cell* ReadLine();
@@ -284,7 +286,6 @@ class cmemory : public ctextproc {
   _symval* findGlobal(_cell* symbol);
   _symval* findFunc(_cell* symbol);
   _cell* readElement(const char* text);
-  _cell* newStringShell();
   std::vector<_cell*> markStack;
 };
 

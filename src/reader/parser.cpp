@@ -124,7 +124,6 @@ _cell* cmemory::makeString(const char* bytes, size_t n) {
   return arr;
 }
 
-// The shell of a string: the rank cell 1, the array cell and the CHARACTER head.
 _cell* cmemory::newStringShell() {
   _cell* one = IntToCell(1);
   _cell* arr = getCell();
