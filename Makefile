@@ -8,7 +8,7 @@ JOBS := $(shell nproc 2>/dev/null || echo 2)
 all: build
 
 deps:
-	@if ! ls /usr/lib/*/libgtest.a /usr/lib/libgtest.a >/dev/null 2>&1 && \
+	@if ! ls /usr/lib/*/libgtest.a >/dev/null 2>&1 && ! ls /usr/lib/libgtest.a >/dev/null 2>&1 && \
 	    ! ls /usr/local/lib/libgtest.a >/dev/null 2>&1; then \
 	  echo "installing GoogleTest (libgtest-dev)"; \
 	  apt-get update -qq && apt-get install -y -qq libgtest-dev cmake g++ >/dev/null; \
