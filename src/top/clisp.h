@@ -15,6 +15,3 @@ class clisp : public cfunction {
   // A new session in the same process, as after start-up (for test harnesses).
   int RestartSession();
 };
-
-// The single interpreter object.
-extern clisp* interp;

@@ -10,9 +10,9 @@
 #include "reader/terminal.h"
 #include "top/clisp.h"
 
-clisp* interp = nullptr;
-
 namespace {
+clisp* interp = nullptr;  // the single interpreter object
+
 // About a million levels of a simple recursive function (a tenth of that is required).
 #if defined(__SANITIZE_ADDRESS__)
 constexpr size_t kStackBytes = size_t{3} << 30;  // instrumented frames are much larger
