@@ -37,9 +37,9 @@ _cell* cfunction::bindAndRun(_cell* args, long k, _symval* frame, long count, lo
   for (long i = 0; i < k; i++, b = b->cdr) {
     _cell* binding = b->car;
     // (var) or (var init): a bare symbol or any other shape is malformed.
-    bool wellFormed = consp(binding) && binding->car->type == 's' &&
-                      (binding->cdr == NILCell ||
-                       (consp(binding->cdr) && binding->cdr->cdr == NILCell));
+    bool wellFormed =
+        consp(binding) && binding->car->type == 's' &&
+        (binding->cdr == NILCell || (consp(binding->cdr) && binding->cdr->cdr == NILCell));
     if (!wellFormed) {
       PopCellStack();
       releaseFrame(f);

@@ -64,11 +64,10 @@ class cfunction : public cprint {
   enum ExpansionOutcome { kExpanded, kNoBody, kFailed };
   struct Expansion {
     ExpansionOutcome outcome;
-    _cell* form;      // the expansion (NIL without a body, null after a failure)
-    _symval* frame;   // the macro frame, still on the local stack when expanded
+    _cell* form;     // the expansion (NIL without a body, null after a failure)
+    _symval* frame;  // the macro frame, still on the local stack when expanded
   };
-  Expansion expand(_cell* args, _symval* record, _symval* callerFrame, long callerCount,
-                   long mark);
+  Expansion expand(_cell* args, _symval* record, _symval* callerFrame, long callerCount, long mark);
   _cell* backquote(_cell* args, _symval* frame, long count, long mark);
   _cell* backquote2(_cell* t, _symval* frame, long count, long mark);
 
@@ -213,8 +212,7 @@ class cfunction : public cprint {
   // The frame and body of LET (sequential: LET*) with k bindings.
   _cell* bindAndRun(_cell* args, long k, _symval* frame, long count, long mark, bool sequential);
   // Calls a lambda value: binds, copies the captured frame in, runs, writes back.
-  _cell* callLambda(_cell* lambda, _cell* args, _symval* callerFrame, long callerCount,
-                    long mark);
+  _cell* callLambda(_cell* lambda, _cell* args, _symval* callerFrame, long callerCount, long mark);
   // Ends a frame after the body that ran in it returned value.
   void endFrame(_symval* f, long n, _cell* value) {
     if (value && value->envCount != 0 && f) {
@@ -231,5 +229,9 @@ class cfunction : public cprint {
   std::vector<std::pair<_cell**, _cell*>> copyWork;
 };
 
-inline long moveMark(long mark, long k) { return mark < 0 ? mark - k : (mark > 0 ? mark + k : 0); }
-inline bool isNumberCell(const _cell* c) { return c->type == 'i' || c->type == 'b' || c->type == 'n'; }
+inline long moveMark(long mark, long k) {
+  return mark < 0 ? mark - k : (mark > 0 ? mark + k : 0);
+}
+inline bool isNumberCell(const _cell* c) {
+  return c->type == 'i' || c->type == 'b' || c->type == 'n';
+}

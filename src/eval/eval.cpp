@@ -6,7 +6,9 @@
 #include "top/keywords.h"
 
 namespace {
-inline _cell* boolCell(bool b) { return b ? TCell : NILCell; }
+inline _cell* boolCell(bool b) {
+  return b ? TCell : NILCell;
+}
 }  // namespace
 
 cfunction::FormPrimitive cfunction::oneFormPrimitive(uint8_t code) {
@@ -93,7 +95,8 @@ _cell* cfunction::eval(_cell* form, _symval* frame, long count, long mark) {
   return r;
 }
 
-__attribute__((always_inline)) inline _cell* cfunction::evalu(_cell* form, _symval* frame, long count, int& pt, long mark) {
+__attribute__((always_inline)) inline _cell* cfunction::evalu(_cell* form, _symval* frame,
+                                                              long count, int& pt, long mark) {
   CheckStackDepth();
 #ifdef TSUMUGI_FUZZ
   // Fuzzing: a session ends after a bounded number of evaluation steps.
@@ -150,22 +153,22 @@ __attribute__((always_inline)) inline _cell* cfunction::evalu(_cell* form, _symv
   if (!consp(args)) return syntaxError(frame, count)
 #define NEED2 \
   if (!consp(args) || !consp(args->cdr)) return syntaxError(frame, count)
-#define EVAL1ARG(v)                                 \
-  NEED1;                                            \
+#define EVAL1ARG(v)                               \
+  NEED1;                                          \
   _cell* v = eval(args->car, frame, count, mark); \
   if (!v) return nullptr
-#define EVAL2ARGS(a, b)                               \
-  NEED2;                                              \
-  IncCellStack(nullptr);                              \
-  IncCellStack(args);                                 \
-  _cell* a = eval(args->car, frame, count, mark);   \
-  if (!a) {                                           \
-    PopCellStack();                                   \
-    return nullptr;                                   \
-  }                                                   \
-  IncCellStack(a);                                    \
+#define EVAL2ARGS(a, b)                                \
+  NEED2;                                               \
+  IncCellStack(nullptr);                               \
+  IncCellStack(args);                                  \
+  _cell* a = eval(args->car, frame, count, mark);      \
+  if (!a) {                                            \
+    PopCellStack();                                    \
+    return nullptr;                                    \
+  }                                                    \
+  IncCellStack(a);                                     \
   _cell* b = eval(args->cdr->car, frame, count, mark); \
-  PopCellStack();                                     \
+  PopCellStack();                                      \
   if (!b) return nullptr
 
   switch (head->code) {

@@ -3,7 +3,9 @@
 #include "top/keywords.h"
 
 namespace {
-inline bool variableSymbol(const _cell* c) { return c->type == 's' && c->sub != 'c'; }
+inline bool variableSymbol(const _cell* c) {
+  return c->type == 's' && c->sub != 'c';
+}
 }  // namespace
 
 int cfunction::CheckFunc(_cell* args) {

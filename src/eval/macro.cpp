@@ -5,7 +5,9 @@
 namespace {
 // The tail after an unquote is taken even when it failed (its error is already reported);
 // a failed tail ends the list.
-inline _cell* tailOrNil(_cell* t) { return t ? t : NILCell; }
+inline _cell* tailOrNil(_cell* t) {
+  return t ? t : NILCell;
+}
 }  // namespace
 
 int cfunction::initTemplocForMacro(_symval* frame, long n, _cell* lambdaList, _cell* args) {
@@ -53,8 +55,7 @@ cfunction::Expansion cfunction::expand(_cell* args, _symval* record, _symval* ca
   return {e ? kExpanded : kFailed, e, f};
 }
 
-_cell* cfunction::MacroExec(_cell* args, _symval* record, _symval* callerFrame,
-                            long callerCount) {
+_cell* cfunction::MacroExec(_cell* args, _symval* record, _symval* callerFrame, long callerCount) {
   Expansion x = expand(args, record, callerFrame, callerCount, 0);
   if (x.outcome != kExpanded) return x.form;
   // The copy is evaluated, since evaluation may write into lambda forms of the expansion;
@@ -65,8 +66,8 @@ _cell* cfunction::MacroExec(_cell* args, _symval* record, _symval* callerFrame,
   return r;
 }
 
-_cell* cfunction::MacroExec2(_cell* args, _symval* record, _symval* callerFrame,
-                             long callerCount, long mark) {
+_cell* cfunction::MacroExec2(_cell* args, _symval* record, _symval* callerFrame, long callerCount,
+                             long mark) {
   Expansion x = expand(args, record, callerFrame, callerCount, mark);
   if (x.outcome != kExpanded) return x.form;
   _cell* copy = Copy(x.form);

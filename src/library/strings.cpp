@@ -60,7 +60,8 @@ _cell* cfunction::tchar(_cell* args, _symval* frame, long count, long mark) {
   _cell* index = eval(args->cdr->car, frame, count, mark);
   PopCellStack();
   if (!index) return nullptr;
-  if (!isString(str) || index->type != 'i' || ival(index) < 0) return fail(kCharUsage, frame, count);
+  if (!isString(str) || index->type != 'i' || ival(index) < 0)
+    return fail(kCharUsage, frame, count);
   _cell* p = str->cdr->cdr;
   for (long k = ival(index); k > 0 && consp(p); k--) p = p->cdr;
   return consp(p) ? p->car : NILCell;  // past the end: NIL, without a message

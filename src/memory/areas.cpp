@@ -11,7 +11,9 @@
 // Frames and objects kept alive on purpose are referred to only from the mapped areas, which
 // the leak checker does not scan, and the areas themselves are never released: its reports
 // would all be false.
-extern "C" const char* __asan_default_options() { return "detect_leaks=0"; }
+extern "C" const char* __asan_default_options() {
+  return "detect_leaks=0";
+}
 #endif
 
 _cell* NILCell = nullptr;
@@ -36,8 +38,12 @@ long nextBit(const uint64_t* words, long from, long to, bool wanted) {
 }
 }  // namespace
 
-long MarkBits::nextClear(long from, long to) const { return nextBit(words, from, to, false); }
-long MarkBits::nextSet(long from, long to) const { return nextBit(words, from, to, true); }
+long MarkBits::nextClear(long from, long to) const {
+  return nextBit(words, from, to, false);
+}
+long MarkBits::nextSet(long from, long to) const {
+  return nextBit(words, from, to, true);
+}
 
 namespace {
 // The processor's population count where it has one.
@@ -59,7 +65,9 @@ long MarkBits::count() const {
   return hasPopcnt ? countWithInstruction(words, n) : countPortably(words, n);
 }
 
-void MarkBits::clear() { std::memset(words, 0, sizeof(uint64_t) * static_cast<size_t>((size + 63) >> 6)); }
+void MarkBits::clear() {
+  std::memset(words, 0, sizeof(uint64_t) * static_cast<size_t>((size + 63) >> 6));
+}
 
 namespace {
 // Zero-filled memory of n elements; large areas are mapped directly, and only the pages
@@ -67,9 +75,10 @@ namespace {
 template <typename Elem>
 Elem* zeroed(long n) {
   size_t bytes = static_cast<size_t>(n) * sizeof(Elem);
-  if (bytes < (size_t{64} << 10)) return static_cast<Elem*>(std::calloc(static_cast<size_t>(n), sizeof(Elem)));
-  void* p = mmap(nullptr, bytes, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE,
-                 -1, 0);
+  if (bytes < (size_t{64} << 10))
+    return static_cast<Elem*>(std::calloc(static_cast<size_t>(n), sizeof(Elem)));
+  void* p = mmap(nullptr, bytes, PROT_READ | PROT_WRITE,
+                 MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
   if (p == MAP_FAILED) return nullptr;
   return static_cast<Elem*>(p);
 }
@@ -167,7 +176,8 @@ void cmemory::IncLocStack(_symval* frame, long count) {
 
 void cmemory::IncStaticStack(_symval* frame, long count) {
   for (long i = -1; i < count; i++) {
-    if (ssTop - ssBase > kStaticStack - 2) Fatal("エラー: スタティックスタックが一杯です。終了します");
+    if (ssTop - ssBase > kStaticStack - 2)
+      Fatal("エラー: スタティックスタックが一杯です。終了します");
     *ssTop++ = i < 0 ? nullptr : frame + i;
   }
 }

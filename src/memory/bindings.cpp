@@ -5,7 +5,7 @@
 namespace {
 // 3,199 records at most: adding one more ends the process.
 constexpr long kTableBytesLimit = 76752;
-}
+}  // namespace
 
 _symval* cmemory::findGlobal(_cell* symbol) {
   if (symbol->type != 's') return nullptr;
@@ -57,4 +57,6 @@ _symval* cmemory::getFuncval(_cell* symbol) {
   return fnBase + fnTop++;  // reserved for the caller to fill
 }
 
-_symval* cmemory::getFuncval2(_cell* symbol) { return findFunc(symbol); }
+_symval* cmemory::getFuncval2(_cell* symbol) {
+  return findFunc(symbol);
+}

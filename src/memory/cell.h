@@ -6,16 +6,16 @@
 struct _symval;
 
 struct _cell {
-  char type;      // l list, s symbol, i integer (or stream), n float, b fraction,
-                  // m character, a array, r string in source-text form
-  char sub;       // u plain, c keyword, g uninterned, s stream handle
-  char mark;      // kept for layout only: the collector's marks live in bitmaps
-  uint8_t code;   // built-in symbols: their row in the evaluator's dispatch
-  uint32_t spare; // internal flags, never observable
+  char type;       // l list, s symbol, i integer (or stream), n float, b fraction,
+                   // m character, a array, r string in source-text form
+  char sub;        // u plain, c keyword, g uninterned, s stream handle
+  char mark;       // kept for layout only: the collector's marks live in bitmaps
+  uint8_t code;    // built-in symbols: their row in the evaluator's dispatch
+  uint32_t spare;  // internal flags, never observable
   _cell* car;
-  _cell* cdr;        // symbols: hint to their global variable record (see bindings)
-  _cell* values;     // multiple-values list, or null
-  _symval* env;      // closures: captured frame; symbols: hint to their function record
+  _cell* cdr;     // symbols: hint to their global variable record (see bindings)
+  _cell* values;  // multiple-values list, or null
+  _symval* env;   // closures: captured frame; symbols: hint to their function record
   long envCount;
 };
 static_assert(sizeof(_cell) == 48, "the cell area holds 48-byte elements");
@@ -46,16 +46,32 @@ enum : uint32_t {
   kPrinting = 2u,   // on the printer's current path (cycle guard)
 };
 
-inline long ival(const _cell* c) { return reinterpret_cast<const IntElem*>(c->car)->value; }
-inline long double nval(const _cell* c) { return reinterpret_cast<const NumElem*>(c->car)->value; }
-inline long bunshi(const _cell* c) { return reinterpret_cast<const IntElem*>(c->car)->value; }
-inline long bunbo(const _cell* c) { return reinterpret_cast<const IntElem*>(c->cdr)->value; }
-inline long chval(const _cell* c) { return reinterpret_cast<long>(c->car); }
-inline long ch2val(const _cell* c) { return reinterpret_cast<long>(c->cdr); }
-inline const char* symname(const _cell* c) { return reinterpret_cast<const char*>(c->car); }
+inline long ival(const _cell* c) {
+  return reinterpret_cast<const IntElem*>(c->car)->value;
+}
+inline long double nval(const _cell* c) {
+  return reinterpret_cast<const NumElem*>(c->car)->value;
+}
+inline long bunshi(const _cell* c) {
+  return reinterpret_cast<const IntElem*>(c->car)->value;
+}
+inline long bunbo(const _cell* c) {
+  return reinterpret_cast<const IntElem*>(c->cdr)->value;
+}
+inline long chval(const _cell* c) {
+  return reinterpret_cast<long>(c->car);
+}
+inline long ch2val(const _cell* c) {
+  return reinterpret_cast<long>(c->cdr);
+}
+inline const char* symname(const _cell* c) {
+  return reinterpret_cast<const char*>(c->car);
+}
 
 // A cons is a cell of type l; arrays (type a) are not conses.
-inline bool consp(const _cell* c) { return c->type == 'l'; }
+inline bool consp(const _cell* c) {
+  return c->type == 'l';
+}
 
 // Notices when a walk along a cdr chain comes back to a cons it has passed (Brent's method):
 // a circular list has no end to reach. Call revisits() with every cons of the walk.

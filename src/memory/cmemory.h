@@ -56,7 +56,8 @@ class cmemory : public ctextproc {
 
   // Allocators (rotating search; the last element of each area is never handed out).
   _cell* getCell() {
-    long i = takeFree(cellBits, cellCursor, kCells, true, "エラー: セル領域が一杯です。終了します。");
+    long i =
+        takeFree(cellBits, cellCursor, kCells, true, "エラー: セル領域が一杯です。終了します。");
     freeCells--;
     if (i >= cellPages.readyEnd) cellPages.prepare(i);
     _cell* c = cellBase + i;
@@ -73,14 +74,16 @@ class cmemory : public ctextproc {
     return c;
   }
   NumElem* getNumber(long double v) {
-    long i = takeFree(numBits, numCursor, kNumbers, false, "エラー: 数値領域が一杯です。終了します。");
+    long i =
+        takeFree(numBits, numCursor, kNumbers, false, "エラー: 数値領域が一杯です。終了します。");
     freeNums--;
     numBase[i].mark = 'd';
     numBase[i].value = v;
     return numBase + i;
   }
   IntElem* getInt(long v) {
-    long i = takeFree(intBits, intCursor, kIntegers, false, "エラー: 整数領域が一杯です。終了します。");
+    long i =
+        takeFree(intBits, intCursor, kIntegers, false, "エラー: 整数領域が一杯です。終了します。");
     freeInts--;
     intBase[i].mark = 'd';
     intBase[i].value = v;
@@ -289,4 +292,6 @@ class cmemory : public ctextproc {
   std::vector<_cell*> markStack;
 };
 
-inline long double CellToNumber(const _cell* c) { return c->type == 'n' ? nval(c) : 0.0L; }
+inline long double CellToNumber(const _cell* c) {
+  return c->type == 'n' ? nval(c) : 0.0L;
+}

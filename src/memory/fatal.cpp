@@ -16,4 +16,6 @@ void Fatal(const char* message) {
   ExitProcess(1);
 }
 
-void FatalTooDeep() { Fatal("エラー: 再帰が深すぎます。終了します。"); }
+void FatalTooDeep() {
+  Fatal("エラー: 再帰が深すぎます。終了します。");
+}

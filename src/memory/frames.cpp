@@ -5,7 +5,8 @@
 _symval* FrameKeeper::allocFresh(long n) {
   if (n < 0 || static_cast<unsigned long>(n) > (SIZE_MAX - sizeof(Head)) / sizeof(_symval))
     return nullptr;
-  Head* h = static_cast<Head*>(std::calloc(1, sizeof(Head) + sizeof(_symval) * static_cast<size_t>(n)));
+  Head* h =
+      static_cast<Head*>(std::calloc(1, sizeof(Head) + sizeof(_symval) * static_cast<size_t>(n)));
   if (!h) return nullptr;
   h->refs = 0;
   h->state = kActive;
@@ -14,7 +15,9 @@ _symval* FrameKeeper::allocFresh(long n) {
   return reinterpret_cast<_symval*>(h + 1);
 }
 
-void FrameKeeper::disposeLarge(Head* h) { std::free(h); }
+void FrameKeeper::disposeLarge(Head* h) {
+  std::free(h);
+}
 
 void FrameKeeper::releaseAll() {
   for (Head* h : all_) std::free(h);

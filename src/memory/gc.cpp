@@ -95,7 +95,8 @@ void cmemory::Disable(_cell* root) {
           if (markCells->get(idx)) break;
           markCells->set(idx);
           markedConses++;
-          if (x->values) markStack.push_back(reinterpret_cast<_cell*>(reinterpret_cast<uintptr_t>(x) | 1));
+          if (x->values)
+            markStack.push_back(reinterpret_cast<_cell*>(reinterpret_cast<uintptr_t>(x) | 1));
           markStack.push_back(x->cdr);
           x = x->car;
           continue;

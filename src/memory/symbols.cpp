@@ -6,25 +6,30 @@
 namespace {
 // The string address area holds at most 99,999 symbols.
 constexpr long kMaxRegistered = 99999;
-}
+}  // namespace
 
 char* cmemory::getString(const char* name) {
   long n = static_cast<long>(std::strlen(name));
-  if (strCursor + n + 2 - strBase >= kStringBytes) Fatal("エラー: ストリング領域が一杯です。終了します。");
+  if (strCursor + n + 2 - strBase >= kStringBytes)
+    Fatal("エラー: ストリング領域が一杯です。終了します。");
   char* copy = strCursor;
   std::memcpy(copy, name, static_cast<size_t>(n) + 1);
   strCursor += n + 1;
   return copy;
 }
 
-_cell* cmemory::CheckStringCell(const char* name) { return symHash.find(name); }
+_cell* cmemory::CheckStringCell(const char* name) {
+  return symHash.find(name);
+}
 
 _cell* cmemory::getStringCell(const char* name) {
   if (_cell* found = CheckStringCell(name)) return found;
   return newSymbol(name, name[0] == ':' ? 'c' : 'u');
 }
 
-_cell* cmemory::getStringCellWide(const char* name) { return newSymbol(name, 'g'); }
+_cell* cmemory::getStringCellWide(const char* name) {
+  return newSymbol(name, 'g');
+}
 
 _cell* cmemory::newSymbol(const char* name, char sub) {
   char* copy = getString(name);

@@ -17,8 +17,12 @@ long double toFloat(const _cell* c) {
   }
 }
 // Integers seen as fractions over 1.
-long numOf(const _cell* c) { return c->type == 'b' ? bunshi(c) : ival(c); }
-long denOf(const _cell* c) { return c->type == 'b' ? bunbo(c) : 1; }
+long numOf(const _cell* c) {
+  return c->type == 'b' ? bunshi(c) : ival(c);
+}
+long denOf(const _cell* c) {
+  return c->type == 'b' ? bunbo(c) : 1;
+}
 }  // namespace
 
 _cell* cfunction::exactResult(long num, long den) {
@@ -109,7 +113,6 @@ _cell* cfunction::plus(_cell* args, _symval* frame, long count, long mark) {
 _cell* cfunction::times(_cell* args, _symval* frame, long count, long mark) {
   return accumulate<&cfunction::Seki>(IntToCell(1), args, frame, count, mark);
 }
-
 
 _cell* cfunction::minus(_cell* args, _symval* frame, long count, long mark) {
   return subtractOrDivide(args, frame, count, mark, false);

@@ -29,4 +29,6 @@ inline long wsub(long a, long b) {
 inline long wmul(long a, long b) {
   return static_cast<long>(static_cast<uint64_t>(a) * static_cast<uint64_t>(b));
 }
-inline long wneg(long a) { return static_cast<long>(0 - static_cast<uint64_t>(a)); }
+inline long wneg(long a) {
+  return static_cast<long>(0 - static_cast<uint64_t>(a));
+}

@@ -320,14 +320,30 @@ const Fn kAcos{1, 0, false, ::acos, ::acosl, Fn::kUnitRange, "エラー: 範囲�
 const Fn kAtan{0, 0, false, ::atan, ::atanl, Fn::kNumber, "エラー: 数値ではありません"};
 }  // namespace
 
-_cell* cfunction::jExp(_cell* f, _symval* fr, long c, long m) { return transcendental(kExp, f, fr, c, m); }
-_cell* cfunction::jLog(_cell* f, _symval* fr, long c, long m) { return transcendental(kLog, f, fr, c, m); }
-_cell* cfunction::jSin(_cell* f, _symval* fr, long c, long m) { return transcendental(kSin, f, fr, c, m); }
-_cell* cfunction::jCos(_cell* f, _symval* fr, long c, long m) { return transcendental(kCos, f, fr, c, m); }
-_cell* cfunction::jTan(_cell* f, _symval* fr, long c, long m) { return transcendental(kTan, f, fr, c, m); }
-_cell* cfunction::jAsin(_cell* f, _symval* fr, long c, long m) { return transcendental(kAsin, f, fr, c, m); }
-_cell* cfunction::jAcos(_cell* f, _symval* fr, long c, long m) { return transcendental(kAcos, f, fr, c, m); }
-_cell* cfunction::jAtan(_cell* f, _symval* fr, long c, long m) { return transcendental(kAtan, f, fr, c, m); }
+_cell* cfunction::jExp(_cell* f, _symval* fr, long c, long m) {
+  return transcendental(kExp, f, fr, c, m);
+}
+_cell* cfunction::jLog(_cell* f, _symval* fr, long c, long m) {
+  return transcendental(kLog, f, fr, c, m);
+}
+_cell* cfunction::jSin(_cell* f, _symval* fr, long c, long m) {
+  return transcendental(kSin, f, fr, c, m);
+}
+_cell* cfunction::jCos(_cell* f, _symval* fr, long c, long m) {
+  return transcendental(kCos, f, fr, c, m);
+}
+_cell* cfunction::jTan(_cell* f, _symval* fr, long c, long m) {
+  return transcendental(kTan, f, fr, c, m);
+}
+_cell* cfunction::jAsin(_cell* f, _symval* fr, long c, long m) {
+  return transcendental(kAsin, f, fr, c, m);
+}
+_cell* cfunction::jAcos(_cell* f, _symval* fr, long c, long m) {
+  return transcendental(kAcos, f, fr, c, m);
+}
+_cell* cfunction::jAtan(_cell* f, _symval* fr, long c, long m) {
+  return transcendental(kAtan, f, fr, c, m);
+}
 
 _cell* cfunction::jEvenp(_cell* form, _symval* frame, long count, long mark) {
   _cell* v = eval(form, frame, count, mark);
@@ -351,8 +367,8 @@ _cell* cfunction::tfloor(_cell* form, _symval* frame, long count, long mark) {
       r = NumberToCell(nval(v) - static_cast<long double>(ival(q)));
       break;
     case 'b':
-      q = IntToCell(truncToLong(
-          std::floor(static_cast<double>(bunshi(v)) / static_cast<double>(bunbo(v)))));
+      q = IntToCell(
+          truncToLong(std::floor(static_cast<double>(bunshi(v)) / static_cast<double>(bunbo(v)))));
       r = Sa(v, q);
       if (!r) {
         errorlisp(frame, count);

@@ -47,18 +47,21 @@ _cell* cmemory::timePair(long t) {
   return pair;
 }
 
-_cell* cmemory::now() { return timePair(static_cast<long>(std::time(nullptr))); }
+_cell* cmemory::now() {
+  return timePair(static_cast<long>(std::time(nullptr)));
+}
 
 _cell* cfunction::LocalTime(_cell* form, _symval* frame, long count, long mark) {
   const char kBad[] = "エラー: LOCAL-TIMEの引数にエラーがあります。";
   _cell* v = eval(form, frame, count, mark);
-  if (!v || !consp(v) || v->car->type != 'i' || v->cdr->type != 'i') return fail(kBad, frame, count);
+  if (!v || !consp(v) || v->car->type != 'i' || v->cdr->type != 'i')
+    return fail(kBad, frame, count);
   time_t t = static_cast<time_t>(wadd(ival(v->cdr), wmul(ival(v->car), 3600)));
   struct tm tmv;
   if (!localtime_r(&t, &tmv)) return fail(kBad, frame, count);
   // (second minute hour day month year . weekday)
-  const long fields[] = {tmv.tm_sec, tmv.tm_min, tmv.tm_hour, tmv.tm_mday, tmv.tm_mon + 1,
-                         static_cast<long>(tmv.tm_year) + 1900};
+  const long fields[] = {tmv.tm_sec,  tmv.tm_min,     tmv.tm_hour,
+                         tmv.tm_mday, tmv.tm_mon + 1, static_cast<long>(tmv.tm_year) + 1900};
   _cell* list = IntToCell(tmv.tm_wday);
   for (int i = 5; i >= 0; i--) {
     _cell* c = getCell();

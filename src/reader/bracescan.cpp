@@ -2,7 +2,6 @@
 
 #include "reader/ctextproc.h"
 
-
 int BraceScanner::feed(char c) {
   if (phase_ == kFrozen || result_ != 0) return result_;
   if (c == 0) {

@@ -81,8 +81,12 @@ inline bool isPrefixOrSpace(char c) {
          c == '@';
 }
 // Blank in the sense of the stream reader: blank, tab, carriage return or line feed.
-inline bool isBlankByte(int c) { return c == ' ' || c == '\t' || c == '\r' || c == '\n'; }
-inline bool isDigitByte(char c) { return c >= '0' && c <= '9'; }
+inline bool isBlankByte(int c) {
+  return c == ' ' || c == '\t' || c == '\r' || c == '\n';
+}
+inline bool isDigitByte(char c) {
+  return c >= '0' && c <= '9';
+}
 // Steps over "#", a backslash and the byte after them (if the text has one).
 inline const char* skipCharLiteral(const char* p) {
   p += 2;

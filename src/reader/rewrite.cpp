@@ -7,7 +7,9 @@ namespace {
 const char kTooLong[] = "エラー: Ｓ式が長すぎます";
 }  // namespace
 
-void ctextproc::slide(char* p, int n) { std::memmove(p + n, p, std::strlen(p) + 1); }
+void ctextproc::slide(char* p, int n) {
+  std::memmove(p + n, p, std::strlen(p) + 1);
+}
 
 char* ctextproc::taiou(char* p) {
   p = SkipSpc(p);
@@ -120,12 +122,18 @@ int ctextproc::rewrite(char* text, int limit, Rewrite kind) {
 int ctextproc::MakeFunctionText(char* text, int limit) {
   return rewrite(text, limit, Rewrite::Function);
 }
-int ctextproc::MakeQuoteText(char* text, int limit) { return rewrite(text, limit, Rewrite::Quote); }
+int ctextproc::MakeQuoteText(char* text, int limit) {
+  return rewrite(text, limit, Rewrite::Quote);
+}
 int ctextproc::MakeBackQuoteText(char* text, int limit) {
   return rewrite(text, limit, Rewrite::BackQuote);
 }
-int ctextproc::MakeCommaText(char* text, int limit) { return rewrite(text, limit, Rewrite::Comma); }
-int ctextproc::MakeAstText(char* text, int limit) { return rewrite(text, limit, Rewrite::Ast); }
+int ctextproc::MakeCommaText(char* text, int limit) {
+  return rewrite(text, limit, Rewrite::Comma);
+}
+int ctextproc::MakeAstText(char* text, int limit) {
+  return rewrite(text, limit, Rewrite::Ast);
+}
 
 int ctextproc::RewriteAll(char* text) {
   return MakeFunctionText(text, kLineMax) && MakeQuoteText(text, kLineMax) &&

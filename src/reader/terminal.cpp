@@ -12,7 +12,9 @@ void InitTerminal() {
   if (!isatty(1)) std::setvbuf(stdout, nullptr, _IOFBF, 1 << 16);
 }
 
-void BeforeTerminalRead() { std::fflush(stdout); }
+void BeforeTerminalRead() {
+  std::fflush(stdout);
+}
 
 void EndOfInput() {
   std::putchar('\n');

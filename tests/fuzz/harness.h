@@ -14,7 +14,9 @@ namespace fuzz {
 inline jmp_buf escape;
 inline clisp* lisp = nullptr;
 
-[[noreturn]] inline void backToTarget(int) { longjmp(escape, 1); }
+[[noreturn]] inline void backToTarget(int) {
+  longjmp(escape, 1);
+}
 
 // Areas, keyword table and (when asked) the prelude; output to /dev/null.
 inline void setUp(bool prelude) {

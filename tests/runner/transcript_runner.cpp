@@ -147,7 +147,8 @@ int runCase(const std::string& binary, const Case& c) {
   pid_t pid = fork();
   if (pid == 0) {
     if (chdir(dir) != 0) _exit(127);
-    if (!freopen(inPath.c_str(), "rb", stdin) || !freopen(outPath.c_str(), "wb", stdout)) _exit(127);
+    if (!freopen(inPath.c_str(), "rb", stdin) || !freopen(outPath.c_str(), "wb", stdout))
+      _exit(127);
     setenv("TZ", "UTC", 1);
     for (const std::string& e : c.env) putenv(const_cast<char*>(e.c_str()));
     if (c.limitAs > 0) {
@@ -180,7 +181,8 @@ int runCase(const std::string& binary, const Case& c) {
     afterBanner = second == std::string::npos ? "" : out.substr(second + 1);
   }
   if (afterBanner != c.expected) {
-    std::cout << "--- expected stdout\n" << show(c.expected) << "\n--- actual stdout\n"
+    std::cout << "--- expected stdout\n"
+              << show(c.expected) << "\n--- actual stdout\n"
               << show(afterBanner) << "\n";
     pass = false;
   }
@@ -189,7 +191,8 @@ int runCase(const std::string& binary, const Case& c) {
     std::string got = readFile(d + "/" + name, &exists);
     if (!exists || got != content) {
       std::cout << "--- file " << name << (exists ? "" : " (missing)") << " expected\n"
-                << show(content) << "\n--- actual\n" << show(got) << "\n";
+                << show(content) << "\n--- actual\n"
+                << show(got) << "\n";
       pass = false;
     }
   }
@@ -318,7 +321,8 @@ int runExample(const std::string& binary, const std::string& program, const std:
 
 int main(int argc, char** argv) {
   if (argc == 4 && std::string(argv[1]) == "--sessions") return runSessions(argv[2], argv[3]);
-  if (argc == 5 && std::string(argv[1]) == "--example") return runExample(argv[2], argv[3], argv[4]);
+  if (argc == 5 && std::string(argv[1]) == "--example")
+    return runExample(argv[2], argv[3], argv[4]);
   if (argc == 3) return runTranscriptFile(argv[1], argv[2]);
   std::cerr << "usage: transcript_runner TSUMUGI CASE.tt\n"
                "       transcript_runner --sessions TSUMUGI DOCUMENT.md\n"

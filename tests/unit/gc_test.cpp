@@ -8,7 +8,9 @@ std::string collect(clisp& lisp) {
   lisp.gc();
   return ::testing::internal::GetCapturedStdout();
 }
-long markedCells(clisp& lisp) { return lisp.cellBits.count(); }
+long markedCells(clisp& lisp) {
+  return lisp.cellBits.count();
+}
 }  // namespace
 
 using Collector = Interp;
@@ -16,8 +18,9 @@ using Collector = Interp;
 TEST_F(Collector, ReportsCountsInUseAndASpaceBeforeTheAreaWraps) {
   std::string line = collect(*lisp);
   char expected[200];
-  std::snprintf(expected, sizeof expected, "gc: セル %ld個 浮動小数点数 %ld個 整数 %ld個 使用中  \n",
-                kCells - lisp->freeCells, kNumbers - lisp->freeNums, kIntegers - lisp->freeInts);
+  std::snprintf(expected, sizeof expected,
+                "gc: セル %ld個 浮動小数点数 %ld個 整数 %ld個 使用中  \n", kCells - lisp->freeCells,
+                kNumbers - lisp->freeNums, kIntegers - lisp->freeInts);
   EXPECT_EQ(line, expected);
 }
 

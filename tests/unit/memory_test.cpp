@@ -92,7 +92,8 @@ TEST_F(Memory, TheCellAreaHoldsOneCellFewerThanItsSize) {
                 std::fprintf(stderr, "cursor %ld wrapped %d\n", lisp->cellCursor, lisp->wrapped);
                 lisp->getCell();
               }),
-              ::testing::ExitedWithCode(1), "cursor 0 wrapped 1\nエラー: セル領域が一杯です。終了します。");
+              ::testing::ExitedWithCode(1),
+              "cursor 0 wrapped 1\nエラー: セル領域が一杯です。終了します。");
 }
 
 TEST_F(Memory, TheIntegerAreaHoldsOneElementFewerThanItsSize) {
@@ -148,7 +149,8 @@ TEST_F(Memory, The3199thGlobalCanBeCreatedButNotThe3200th) {
   }
   EXPECT_EQ(lisp->gvTop, 3199);
   EXPECT_EXIT(STDOUT_TO_STDERR(lisp->getSymVal2(lisp->getStringCell("LAST-ONE"))),
-              ::testing::ExitedWithCode(1), "エラー: グローバル変数領域が不足しています。終了します。");
+              ::testing::ExitedWithCode(1),
+              "エラー: グローバル変数領域が不足しています。終了します。");
 }
 
 TEST_F(Memory, The3199thFunctionCanBeCreatedButNotThe3200th) {
