@@ -15,20 +15,9 @@ cat >"$tmp/call.lisp" <<LISP
 (defun id (x) x)
 (dotimes (i $N) (id i))
 LISP
-run() {
-  local best=0
-  for _ in 1 2 3 4 5; do
-    local start end t
-    start=$(date +%s%N)
-    "$BIN" <"$1" >/dev/null
-    end=$(date +%s%N)
-    t=$(( (end - start) / 1000 ))
-    if [ "$best" -eq 0 ] || [ "$t" -lt "$best" ]; then best=$t; fi
-  done
-  echo "$best"
-}
-base=$(run "$tmp/base.lisp")
-call=$(run "$tmp/call.lisp")
+. bench/timing.sh
+base=$(best_of_five "$tmp/base.lisp")
+call=$(best_of_five "$tmp/call.lisp")
 per=$(( (call - base) * 1000 / N ))
 printf 'loop of %d iterations: %d us without the call, %d us with it\n' "$N" "$base" "$call"
 printf 'one user-function call: %d ns\n' "$per"

@@ -10,20 +10,9 @@ tmp=$(mktemp -d)
 trap 'rm -rf "$tmp"' EXIT
 printf '(dotimes (i %d) (gc))\n' "$N" >"$tmp/gc.lisp"
 printf '(dotimes (i %d) i)\n' "$N" >"$tmp/base.lisp"
-best() {
-  local b=0
-  for _ in 1 2 3 4 5; do
-    local s e t
-    s=$(date +%s%N)
-    "$BIN" <"$1" >/dev/null
-    e=$(date +%s%N)
-    t=$(( (e - s) / 1000 ))
-    if [ "$b" -eq 0 ] || [ "$t" -lt "$b" ]; then b=$t; fi
-  done
-  echo "$b"
-}
-g=$(best "$tmp/gc.lisp")
-b=$(best "$tmp/base.lisp")
+. bench/timing.sh
+g=$(best_of_five "$tmp/gc.lisp")
+b=$(best_of_five "$tmp/base.lisp")
 per=$(( (g - b) / N ))
 printf 'one collection with little live data: %d.%03d ms\n' $((per / 1000)) $((per % 1000))
 printf '%-10s %12s %10s %10s\n' program collections time share
