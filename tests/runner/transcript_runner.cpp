@@ -201,13 +201,17 @@ int runCase(const std::string& binary, const Case& c) {
   return pass ? 0 : 1;
 }
 
-int runTranscriptFile(const std::string& binary, const std::string& casePath) {
+// Reads a file the runner was given, saying so when it cannot.
+bool readInput(const std::string& path, std::string* text) {
   bool ok;
-  std::string text = readFile(casePath, &ok);
-  if (!ok) {
-    std::cerr << "cannot read " << casePath << "\n";
-    return 2;
-  }
+  *text = readFile(path, &ok);
+  if (!ok) std::cerr << "cannot read " << path << "\n";
+  return ok;
+}
+
+int runTranscriptFile(const std::string& binary, const std::string& casePath) {
+  std::string text;
+  if (!readInput(casePath, &text)) return 2;
   Case c;
   bool haveStdout = false;
   for (const Section& s : parse(text)) {
@@ -254,12 +258,8 @@ size_t promptLength(const std::string& line) {
 // are the output. Each block is run from a fresh start; it ends with a bare prompt (where
 // the input ends) or with (BYE).
 int runSessions(const std::string& binary, const std::string& path) {
-  bool ok;
-  std::string text = readFile(path, &ok);
-  if (!ok) {
-    std::cerr << "cannot read " << path << "\n";
-    return 2;
-  }
+  std::string text;
+  if (!readInput(path, &text)) return 2;
   std::istringstream in(text);
   std::string line;
   int lineNo = 0, blocks = 0, failures = 0;
@@ -307,14 +307,8 @@ int runSessions(const std::string& binary, const std::string& path) {
 
 // An example program and the output it must print after the banner.
 int runExample(const std::string& binary, const std::string& program, const std::string& output) {
-  bool ok1, ok2;
   Case c;
-  c.input = readFile(program, &ok1);
-  c.expected = readFile(output, &ok2);
-  if (!ok1 || !ok2) {
-    std::cerr << "cannot read " << program << " or " << output << "\n";
-    return 2;
-  }
+  if (!readInput(program, &c.input) || !readInput(output, &c.expected)) return 2;
   return runCase(binary, c);
 }
 }  // namespace
