@@ -97,9 +97,11 @@ int ctextproc::AllBlank(const char* text) {
   return 1;
 }
 
-void ctextproc::SkipComment(FILE* in) {
+void ctextproc::SkipComment(FILE* in, RecentBytes& seen) {
   int c;
-  while ((c = std::getc(in)) != EOF && c != '\n') {
+  while ((c = std::getc(in)) != EOF) {
+    seen.push(c);
+    if (c == '\n') return;
   }
 }
 
@@ -107,7 +109,7 @@ int ctextproc::GetOneSStream(FILE* in) {
   size_t len = std::strlen(lineStr);
   long total = 0;
   bool inString = false;
-  int prev1 = 0, prev2 = 0;  // the two bytes appended before the current one
+  RecentBytes seen;  // the two bytes read before the current one
   // The text so far is tested after every byte, as CheckBrace2 would test it.
   BraceScanner scanner;
   for (const char* p = lineStr; *p; p++) scanner.feed(*p);
@@ -116,11 +118,14 @@ int ctextproc::GetOneSStream(FILE* in) {
     if (c == EOF) {
       if (total == 0) return 2;
       // A final atom without a line break is delivered; an unfinished list is dropped.
-      return isBlankByte(prev1) ? 2 : 1;
+      // The last byte read may be the end of a skipped comment.
+      return isBlankByte(seen.last) ? 2 : 1;
     }
     if (c == '"') inString = !inString;
-    if (c == ';' && !inString && !(prev2 == '#' && prev1 == '\\')) {
-      SkipComment(in);
+    bool startsComment = c == ';' && !inString && !seen.openCharLiteral();
+    seen.push(c);
+    if (startsComment) {
+      SkipComment(in, seen);
       continue;
     }
     if (total + 1 > kLineMax) {
@@ -130,8 +135,6 @@ int ctextproc::GetOneSStream(FILE* in) {
     lineStr[len++] = static_cast<char>(c);
     lineStr[len] = 0;
     total++;
-    prev2 = prev1;
-    prev1 = c;
     int r = scanner.feed(static_cast<char>(c));
     if (r == 1) return 1;
     if (r == -1) {

@@ -11,6 +11,18 @@
 constexpr int kLineMax = 19999;
 extern char lineStr[kLineMax + 3];
 
+// The last two bytes taken from a file stream, whether they were collected or skipped as
+// part of a comment: the comment rules look at the bytes of the file as written.
+struct RecentBytes {
+  int before = 0, last = 0;
+  void push(int c) {
+    before = last;
+    last = c;
+  }
+  // "#" and a backslash: the next byte is a character literal's.
+  bool openCharLiteral() const { return before == '#' && last == '\\'; }
+};
+
 // Kind codes of AnaType.
 enum AtomKind { kSymbol = 0, kFloat = 1, kInteger = 2, kFraction = 3, kString = 4, kCharacter = 5 };
 
@@ -23,7 +35,8 @@ class ctextproc : public cmathproc {
   int CheckBrace2(const char* text);
   int CrTabOnly(const char* text);
   int AllBlank(const char* text);
-  void SkipComment(FILE* in);
+  // Consumes the rest of the line, its line feed included, noting the bytes in seen.
+  void SkipComment(FILE* in, RecentBytes& seen);
   void SkipTerm(char* text);
 
   // Reader-macro rewriting.
