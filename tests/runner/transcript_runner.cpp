@@ -166,27 +166,49 @@ bool conditionHolds(const Interrupt& i, const std::string& dir, const std::strin
   return readFile(outPath, &ok).find(i.what) != std::string::npos;
 }
 
-// Feeds the input, then for each interrupt waits for its condition (ten seconds at most),
-// lets the interpreter settle into what it does, sends SIGINT and feeds the interrupt's
-// text. False, with the interpreter killed, when a condition never came.
+size_t fileSize(const std::string& path) {
+  struct stat st;
+  return stat(path.c_str(), &st) == 0 ? static_cast<size_t>(st.st_size) : 0;
+}
+
+// Waits (ten seconds at most) until ready() holds; false when the interpreter ended first
+// (its status is then in *reaped) or the time ran out.
+template <class Ready>
+bool waitFor(pid_t pid, int* reaped, Ready ready) {
+  const timespec tick{0, 10 * 1000 * 1000};
+  for (int waited = 0; waited < 1000; waited++) {
+    if (ready()) return true;
+    if (*reaped < 0 && waitpid(pid, reaped, WNOHANG) == pid) return ready();
+    nanosleep(&tick, nullptr);
+  }
+  return false;
+}
+
+// Feeds the input, then for each interrupt waits for its condition, lets the interpreter
+// settle into what it does, sends SIGINT and waits for the interpreter to answer (standard
+// output grows, or the process ends) before it feeds the interrupt's text: text already
+// waiting in the pipe would satisfy a read before the signal could cut it short. False,
+// with the interpreter killed, when a condition never came. *reaped is -1 or the status
+// of the interpreter if it ended meanwhile.
 bool feedWithInterrupts(pid_t pid, int fd, const std::string& dir, const std::string& outPath,
-                        const Case& c) {
+                        const Case& c, int* reaped) {
   signal(SIGPIPE, SIG_IGN);
   writeAll(fd, c.input);
-  const timespec tick{0, 10 * 1000 * 1000};
   for (const Interrupt& i : c.interrupts) {
-    int waited = 0;
-    while (!conditionHolds(i, dir, outPath)) {
-      if (++waited > 1000 || waitpid(pid, nullptr, WNOHANG) != 0) {
-        std::cout << "interrupt condition never came: " << i.when << " " << i.what << "\n";
-        kill(pid, SIGKILL);
-        return false;
-      }
-      nanosleep(&tick, nullptr);
+    if (!waitFor(pid, reaped, [&] { return conditionHolds(i, dir, outPath); })) {
+      std::cout << "interrupt condition never came: " << i.when << " " << i.what << "\n";
+      if (*reaped < 0) kill(pid, SIGKILL);
+      return false;
     }
-    const timespec settle{0, 200 * 1000 * 1000};
+    const timespec settle{0, 100 * 1000 * 1000};
     nanosleep(&settle, nullptr);
+    size_t before = fileSize(outPath);
     kill(pid, SIGINT);
+    if (!waitFor(pid, reaped, [&] { return *reaped >= 0 || fileSize(outPath) != before; })) {
+      std::cout << "no answer to the interrupt after " << i.when << " " << i.what << "\n";
+      if (*reaped < 0) kill(pid, SIGKILL);
+      return false;
+    }
     writeAll(fd, i.more);
   }
   return true;
@@ -239,13 +261,13 @@ int runCase(const std::string& binary, const Case& c) {
     _exit(127);
   }
   bool pass = true;
+  int wstatus = -1;
   if (feed[0] >= 0) {
     close(feed[0]);
-    pass = feedWithInterrupts(pid, feed[1], d, outPath, c);
+    pass = feedWithInterrupts(pid, feed[1], d, outPath, c, &wstatus);
     close(feed[1]);
   }
-  int wstatus = 0;
-  waitpid(pid, &wstatus, 0);
+  if (wstatus < 0) waitpid(pid, &wstatus, 0);
   bool ok;
   std::string out = readFile(outPath, &ok);
 
