@@ -12,6 +12,8 @@
 //   @@@ env NAME=VALUE        an environment variable for the run
 //   @@@ limit-as KIB          an address-space limit for the run (skipped, exit code 77,
 //                             when TRANSCRIPT_NO_LIMIT_AS is set)
+//   @@@ copy NAME PATH        a file created before the run with the content of PATH
+//                             (relative to the case file's directory)
 //   @@@ args WORD...          command-line arguments, separated by blanks
 //   @@@ stderr                the expected standard error (not checked without this section)
 //   @@@ interrupt file NAME   once the file NAME exists in the working directory, or
@@ -346,6 +348,12 @@ int runTranscriptFile(const std::string& binary, const std::string& casePath) {
       c.env.push_back(s.arg);
     } else if (s.kind == "limit-as") {
       c.limitAs = std::atol(s.arg.c_str());
+    } else if (s.kind == "copy") {
+      std::istringstream words(s.arg);
+      std::string name, from;
+      words >> name >> from;
+      std::string dir = casePath.substr(0, casePath.find_last_of('/') + 1);
+      if (!readInput(dir + from, &c.files[name])) return 2;
     } else if (s.kind == "args") {
       std::istringstream words(s.arg);
       for (std::string w; words >> w;) c.args.push_back(w);
