@@ -28,9 +28,10 @@ CommandLine commandLine;
 FILE* program = nullptr;  // the script's file, in script mode
 
 void* run(void*) {
-  AcceptInterrupts();
   clisp& lisp = *interp;
   if (!lisp.StartSession()) ExitProcess(1);
+  // Ctrl-C during start-up waits until there is something of the user's to interrupt.
+  AcceptInterrupts();
   if (commandLine.script) {
     lisp.SetArguments(commandLine.args);
     lisp.RunScript(program);
