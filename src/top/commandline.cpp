@@ -30,8 +30,6 @@ CommandLine ParseCommandLine(int argc, char** argv) {
   }
   if (std::strcmp(first, "--script") == 0) {
     if (++i >= argc) usage(stderr, 2);
-  } else if (std::strcmp(first, "--") == 0) {
-    if (++i >= argc) usage(stderr, 2);
   } else if (first[0] == '-' && first[1] != 0) {
     std::fprintf(stderr, "tsumugi: unknown option %s\n", first);
     usage(stderr, 2);
