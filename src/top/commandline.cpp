@@ -1,5 +1,7 @@
 #include "top/commandline.h"
 
+#include <sys/stat.h>
+
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -43,6 +45,11 @@ CommandLine ParseCommandLine(int argc, char** argv) {
 FILE* OpenScript(const std::string& path) {
   if (path == "-") return stdin;
   FILE* f = std::fopen(path.c_str(), "rb");
+  struct stat st;
+  if (f && (fstat(fileno(f), &st) != 0 || S_ISDIR(st.st_mode))) {
+    std::fclose(f);
+    f = nullptr;
+  }
   if (!f) {
     std::fprintf(stderr, "tsumugi: cannot open %s\n", path.c_str());
     std::exit(2);
