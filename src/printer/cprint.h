@@ -13,6 +13,7 @@ class cprint : public cmemory {
   void printS0(_cell* x, int last) { element(x, last, kTerminal, stdout); }
   void printS2(_cell* list, int last) { elements(list, last, kTerminal, stdout); }
   void printS3(_cell* rest) { tail(rest, kTerminal, stdout); }
+  void printSTo(_cell* x, FILE* out) { print(x, kTerminal, out); }
   // Readable style on a stream: general arrays are refused there.
   void printSStrm(_cell* x, FILE* out) { print(x, kStream, out); }
   void printS0Strm(_cell* x, int last, FILE* out) { element(x, last, kStream, out); }

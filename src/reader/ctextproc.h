@@ -28,7 +28,7 @@ enum AtomKind { kSymbol = 0, kFloat = 1, kInteger = 2, kFraction = 3, kString = 
 
 class ctextproc : public cmathproc {
  public:
-  // Acquisition.
+  // Acquisition. GetOneS gives -1 when Ctrl-C cut the read short.
   int GetOneS();
   int GetOneSStream(FILE* in);
   int CheckBrace(const char* text);
@@ -37,6 +37,10 @@ class ctextproc : public cmathproc {
   int AllBlank(const char* text);
   // Consumes the rest of the line, its line feed included, noting the bytes in seen.
   void SkipComment(FILE* in, RecentBytes& seen);
+  void SkipComment(FILE* in) {
+    RecentBytes unused;
+    SkipComment(in, unused);
+  }
   void SkipTerm(char* text);
 
   // Reader-macro rewriting.
