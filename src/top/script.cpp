@@ -48,8 +48,11 @@ void clisp::RunScript(FILE* in) {
     int got = GetOneSStream(in);
     if (InterruptRequested()) ExitProcess(130);
     if (got == 0) ExitProcess(1);
+    // Only blanks and comments left: the end of the program. (A final comment without a
+    // line break leaves a blank text that the reader delivers, since its last byte is not
+    // blank.)
+    if (AllBlank(lineStr)) ExitProcess(0);
     if (got == 2) {
-      if (AllBlank(lineStr)) ExitProcess(0);
       std::puts(kUnbalanced);  // a form left open at the end of the file
       ExitProcess(1);
     }
