@@ -43,7 +43,6 @@ static_assert(sizeof(NumElem) == 32, "number elements are 32 bytes");
 // Flags kept in _cell::spare.
 enum : uint32_t {
   kEnvHolder = 1u,  // a closure cons registered with the frame keeper
-  kPrinting = 2u,   // on the printer's current path (cycle guard)
 };
 
 inline long ival(const _cell* c) {
