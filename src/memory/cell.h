@@ -42,7 +42,8 @@ static_assert(sizeof(NumElem) == 32, "number elements are 32 bytes");
 
 // Flags kept in _cell::spare.
 enum : uint32_t {
-  kEnvHolder = 1u,  // a closure cons registered with the frame keeper
+  kEnvHolder = 1u,    // a closure cons registered with the frame keeper
+  kOnPrintPath = 2u,  // on the path of the print under way (see printer/printpath.h)
 };
 
 inline long ival(const _cell* c) {
