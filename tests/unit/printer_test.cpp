@@ -115,3 +115,35 @@ TEST_F(Printer, TenMillionConsesPrintWithoutDeepRecursion) {
   std::fclose(f);
   EXPECT_EQ(lisp->jnlength(head), 10000000);
 }
+
+TEST_F(Printer, NoCellKeepsAPathFlagAfterAKnotIsPrinted) {
+  // A cdr cycle whose element is a list running back into the middle of the cycle.
+  _cell* l = read("(1 2 3 4 5)");
+  _cell* inner = read("(X)");
+  inner->cdr = l->cdr;
+  l->cdr->cdr->cdr->car = inner;
+  l->cdr->cdr->cdr->cdr->cdr = l;
+  EXPECT_EQ(printed(l), "(1 2 3 (X ...) 5 ...)");
+  std::vector<_cell*> cells{inner};
+  for (_cell* p = l; cells.size() < 6; p = p->cdr) cells.push_back(p);
+  for (_cell* c : cells) EXPECT_EQ(c->spare & kOnPrintPath, 0u);
+}
+
+TEST_F(Printer, ArraysOnThePathPrintAsDots) {
+  _cell* a = read("(NIL ALL 1 2)");
+  a->car = a;
+  a->type = 'a';
+  EXPECT_EQ(printed(a), "#...A(1 2) ");
+  _cell* b = read("(1 ALL NIL)");
+  b->type = 'a';
+  b->cdr->cdr->car = b;
+  EXPECT_EQ(printed(b), "#A(...) ");
+  EXPECT_EQ(a->spare | b->spare, 0u);
+}
+
+TEST_F(Printer, JnlengthCountsTheConsesOfACycleOnce) {
+  _cell* l = read("(1 2 3 4)");
+  l->cdr->cdr->cdr->cdr = l->cdr;
+  EXPECT_EQ(lisp->jnlength(l), 4);
+  EXPECT_EQ(lisp->jnlength(NILCell), 0);
+}
