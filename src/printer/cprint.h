@@ -5,7 +5,7 @@
 #include <cstdio>
 
 #include "memory/cmemory.h"
-#include "printer/printpath.h"
+#include "printer/printmarks.h"
 
 class cprint : public cmemory {
  public:
@@ -38,15 +38,21 @@ class cprint : public cmemory {
 
  private:
   enum Style { kTerminal, kStream, kPlain };
-  // One printing call: its style, its destination and the path it is on.
+  // One printing call: its style, its destination, the object it started from, what it has
+  // met, and whether that object has a cycle (-1 until asked).
   struct Walk {
+    Walk(Style s, FILE* o, _cell* r) : style(s), out(o), root(r) {}
     Style style;
     FILE* out;
-    PrintPath path;
+    _cell* root;
+    PrintMarks marks;
+    int knotted = -1;
   };
   void start(_cell* x, Style s, FILE* out, void (cprint::*part)(Walk&, _cell*));
   void startElement(_cell* x, int last, Style s, FILE* out);
   void startElements(_cell* list, int last, Style s, FILE* out);
+  // True when meeting x again is a repetition, to be printed as "...".
+  bool repeats(Walk& w, _cell* x);
 
   void print(Walk& w, _cell* x);
   void element(Walk& w, _cell* x, int last);

@@ -1,8 +1,12 @@
 // One walk for every style and destination. Lists are followed along their cdr with a loop
-// (never recursion). Every cons and array being printed stays on the walk's path until its
-// form is complete: meeting one of them again means the object is circular, and "..." is
-// printed in place of the repetition.
+// (never recursion). Meeting again a cons or an array that is on the way down to the current
+// point means the object is circular, and "..." is printed in place of the repetition. Meeting
+// again one printed earlier elsewhere is sharing: an object without a cycle prints every
+// shared part in full, as often as it occurs; in one with a cycle, each cons and array is
+// printed once and every later meeting is a repetition too, so that however many ways lead
+// through the knots the print stays as long as the object.
 #include "printer/cprint.h"
+#include "printer/knotscan.h"
 #include "top/keywords.h"
 
 namespace {
@@ -20,18 +24,29 @@ bool cprint::isString(const _cell* x) {
 }
 
 void cprint::start(_cell* x, Style s, FILE* out, void (cprint::*part)(Walk&, _cell*)) {
-  Walk w{s, out, {}};
+  Walk w{s, out, x};
   (this->*part)(w, x);
 }
 
 void cprint::startElement(_cell* x, int last, Style s, FILE* out) {
-  Walk w{s, out, {}};
+  Walk w{s, out, x};
   element(w, x, last);
 }
 
 void cprint::startElements(_cell* list, int last, Style s, FILE* out) {
-  Walk w{s, out, {}};
+  Walk w{s, out, list};
   elements(w, list, last);
+}
+
+bool cprint::repeats(Walk& w, _cell* x) {
+  if (PrintMarks::onPath(x)) return true;
+  if (!PrintMarks::seen(x)) return false;
+  // Sharing: whether the object has a cycle is asked the first time it matters.
+  if (w.knotted < 0) {
+    KnotScan scan;
+    w.knotted = scan.cyclic(w.root);
+  }
+  return w.knotted;
 }
 
 bool cprint::refusesArray(Walk& w, _cell* x) {
@@ -42,7 +57,7 @@ bool cprint::refusesArray(Walk& w, _cell* x) {
 
 void cprint::print(Walk& w, _cell* x) {
   if (refusesArray(w, x)) return;
-  if ((x->type == 'l' || generalArray(x)) && w.path.contains(x)) {
+  if ((x->type == 'l' || generalArray(x)) && repeats(w, x)) {
     std::fputs(kRepetition, w.out);
   } else if (x->type == 'l') {
     list(w, x);
@@ -56,7 +71,7 @@ void cprint::print(Walk& w, _cell* x) {
 
 void cprint::element(Walk& w, _cell* x, int last) {
   if (refusesArray(w, x)) return;  // not even the separating blank reaches the stream
-  if ((x->type == 'l' || generalArray(x)) && w.path.contains(x)) {
+  if ((x->type == 'l' || generalArray(x)) && repeats(w, x)) {
     std::fputs(kRepetition, w.out);
   } else if (x->type == 'l') {
     list(w, x);
@@ -76,11 +91,11 @@ void cprint::elements(Walk& w, _cell* list, int last) {
 // The conses of the tail join the path of the list they belong to; that list takes them off.
 void cprint::tail(Walk& w, _cell* rest) {
   while (rest->type == 'l') {
-    if (w.path.contains(rest)) {
+    if (repeats(w, rest)) {
       std::fputs(kRepetition, w.out);
       return;
     }
-    w.path.enter(rest);
+    w.marks.enter(rest);
     element(w, rest->car, rest->cdr == NILCell);
     rest = rest->cdr;
   }
@@ -88,7 +103,7 @@ void cprint::tail(Walk& w, _cell* rest) {
   if (refusesArray(w, rest)) return;
   std::fputs(". ", w.out);
   if (generalArray(rest)) {
-    if (w.path.contains(rest)) {
+    if (repeats(w, rest)) {
       std::fputs(kRepetition, w.out);
       return;
     }
@@ -101,24 +116,24 @@ void cprint::tail(Walk& w, _cell* rest) {
 
 void cprint::list(Walk& w, _cell* x) {
   CheckStackDepth();
-  size_t mark = w.path.mark();
+  size_t mark = w.marks.mark();
   std::fputc('(', w.out);
-  w.path.enter(x);
+  w.marks.enter(x);
   elements(w, x, x->cdr == NILCell);
   std::fputc(')', w.out);
-  w.path.leaveTo(mark);
+  w.marks.leaveTo(mark);
 }
 
 void cprint::array(Walk& w, _cell* x) {
   CheckStackDepth();
-  size_t mark = w.path.mark();
-  w.path.enter(x);
+  size_t mark = w.marks.mark();
+  w.marks.enter(x);
   std::fputc('#', w.out);
   _cell* rank = x->car;
   if (!(rank->type == 'i' && ival(rank) == 1)) print(w, rank);
   std::fputc('A', w.out);
   print(w, x->cdr->type == 'l' ? x->cdr->cdr : x->cdr);
-  w.path.leaveTo(mark);
+  w.marks.leaveTo(mark);
 }
 
 void cprint::character(Walk& w, _cell* x) {
