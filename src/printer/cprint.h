@@ -51,7 +51,7 @@ class cprint : public cmemory {
   void start(_cell* x, Style s, FILE* out, void (cprint::*part)(Walk&, _cell*));
   void startElement(_cell* x, int last, Style s, FILE* out);
   void startElements(_cell* list, int last, Style s, FILE* out);
-  // True when meeting x again is a repetition, to be printed as "...".
+  // True when x is a cons or general array met again as a repetition, printed as "...".
   bool repeats(Walk& w, _cell* x);
 
   void print(Walk& w, _cell* x);

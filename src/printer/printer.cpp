@@ -39,6 +39,7 @@ void cprint::startElements(_cell* list, int last, Style s, FILE* out) {
 }
 
 bool cprint::repeats(Walk& w, _cell* x) {
+  if (x->type != 'l' && !generalArray(x)) return false;
   if (PrintMarks::onPath(x)) return true;
   if (!PrintMarks::seen(x)) return false;
   // Sharing: whether the object has a cycle is asked the first time it matters.
@@ -57,7 +58,7 @@ bool cprint::refusesArray(Walk& w, _cell* x) {
 
 void cprint::print(Walk& w, _cell* x) {
   if (refusesArray(w, x)) return;
-  if ((x->type == 'l' || generalArray(x)) && repeats(w, x)) {
+  if (repeats(w, x)) {
     std::fputs(kRepetition, w.out);
   } else if (x->type == 'l') {
     list(w, x);
@@ -71,7 +72,7 @@ void cprint::print(Walk& w, _cell* x) {
 
 void cprint::element(Walk& w, _cell* x, int last) {
   if (refusesArray(w, x)) return;  // not even the separating blank reaches the stream
-  if ((x->type == 'l' || generalArray(x)) && repeats(w, x)) {
+  if (repeats(w, x)) {
     std::fputs(kRepetition, w.out);
   } else if (x->type == 'l') {
     list(w, x);
