@@ -71,7 +71,7 @@ std::string knot(Bytes& in, unsigned nodes) {
 
 std::string walk(Bytes& in, unsigned nodes) {
   std::string a = place(in, nodes);
-  switch (in.next(12)) {
+  switch (in.next(13)) {
     case 0:
       return a;
     case 1:
@@ -94,8 +94,10 @@ std::string walk(Bytes& in, unsigned nodes) {
       return "(equal " + a + " " + place(in, nodes) + ")";
     case 10:
       return "(string-equal " + a + " " + place(in, nodes) + ")";
-    default:
+    case 11:
       return "(intern " + a + ")";
+    default:
+      return "(list " + a + " " + place(in, nodes) + ")";  // two roots sharing parts
   }
 }
 
