@@ -35,7 +35,7 @@ const char kPrologue[] =
     " ((arrayp x) (if (= d 0) (array-car x) (array-cdr x))) (t x)))\n";
 
 const char* const kObjects[] = {
-    "(list 1 2)",
+    "(list 1 2 3)",
     "(list 'a)",
     "(cons 1 2.5)",
     "(coerce (list #\\a (code-char 34) #\\b) 'string)",
@@ -49,28 +49,31 @@ std::string var(unsigned i) {
   return "v" + std::to_string(i);
 }
 
-// A place reached from a variable by a few steps into conses and arrays.
-std::string place(Bytes& in, unsigned nodes) {
+// A place reached from a variable by a few steps into conses and arrays, mostly along cdrs
+// (a car is often an atom, where no knot can be tied).
+std::string place(Bytes& in, unsigned nodes, unsigned maxSteps) {
   std::string p = var(in.next(nodes));
-  for (unsigned steps = in.next(4); steps > 0; steps--) {
-    p = "(into " + p + " " + std::to_string(in.next(2)) + ")";
+  for (unsigned steps = in.next(maxSteps + 1); steps > 0; steps--) {
+    p = "(into " + p + (in.next(3) ? " 1)" : " 0)");
   }
   return p;
 }
 
+// The knot ties a place to another place near the top of some object, so that most knots
+// close a cycle or share a part.
 std::string knot(Bytes& in, unsigned nodes) {
   switch (in.next(3)) {
     case 0:
-      return "(knot-car " + place(in, nodes) + " " + place(in, nodes) + ")";
+      return "(knot-car " + place(in, nodes, 3) + " " + place(in, nodes, 1) + ")";
     case 1:
-      return "(knot-cdr " + place(in, nodes) + " " + place(in, nodes) + ")";
+      return "(knot-cdr " + place(in, nodes, 3) + " " + place(in, nodes, 1) + ")";
     default:
-      return "(knot-array " + place(in, nodes) + ")";
+      return "(knot-array " + place(in, nodes, 2) + ")";
   }
 }
 
 std::string walk(Bytes& in, unsigned nodes) {
-  std::string a = place(in, nodes);
+  std::string a = place(in, nodes, 3);
   switch (in.next(13)) {
     case 0:
       return a;
@@ -87,17 +90,17 @@ std::string walk(Bytes& in, unsigned nodes) {
     case 6:
       return "(prin1 " + a + " f)";
     case 7:
-      return "(values " + a + " " + place(in, nodes) + ")";
+      return "(values " + a + " " + place(in, nodes, 3) + ")";
     case 8:
       return "(length " + a + ")";
     case 9:
-      return "(equal " + a + " " + place(in, nodes) + ")";
+      return "(equal " + a + " " + place(in, nodes, 3) + ")";
     case 10:
-      return "(string-equal " + a + " " + place(in, nodes) + ")";
+      return "(string-equal " + a + " " + place(in, nodes, 3) + ")";
     case 11:
       return "(intern " + a + ")";
     default:
-      return "(list " + a + " " + place(in, nodes) + ")";  // two roots sharing parts
+      return "(list " + a + " " + place(in, nodes, 3) + ")";  // two roots sharing parts
   }
 }
 
@@ -107,7 +110,7 @@ std::string session(Bytes& in) {
   for (unsigned i = 0; i < nodes; i++) {
     text += "(setq " + var(i) + " " + kObjects[in.next(sizeof kObjects / sizeof *kObjects)] + ")\n";
   }
-  for (unsigned k = in.next(10); k > 0; k--) text += knot(in, nodes) + "\n";
+  for (unsigned k = 1 + in.next(12); k > 0; k--) text += knot(in, nodes) + "\n";
   // A walk that fails enters the debug loop, where the following walks go on.
   while (!in.done()) text += walk(in, nodes) + "\n";
   return text + "(close f)\n";
