@@ -44,9 +44,9 @@ static_assert(sizeof(NumElem) == 32, "number elements are 32 bytes");
 enum : uint32_t {
   kEnvHolder = 1u,    // a closure cons registered with the frame keeper
   kOnPrintPath = 2u,  // on the path of the print under way (see printer/printmarks.h)
-  kPrintSeen = 16u,   // printed by it at least once
-  kScanOpen = 4u,     // on the path of the printer's cycle scan (see printer/knotscan.h)
-  kScanDone = 8u,     // fully scanned by it
+  kPrintSeen = 4u,    // printed by it at least once
+  kScanOpen = 8u,     // on the path of the printer's cycle scan (see printer/knotscan.h)
+  kScanDone = 16u,    // fully scanned by it
 };
 
 inline long ival(const _cell* c) {
