@@ -1,9 +1,12 @@
-# Two commands do everything: `make run` and `make test`.
+# Two commands do everything: `make run` and `make test`. `make run` needs only a C++
+# compiler, CMake and make; `make test` installs GoogleTest when it is missing.
 BUILD := build
 ASAN_BUILD := build-asan
 JOBS := $(shell nproc 2>/dev/null || echo 2)
+# The recursive makes that CMake runs do not announce every directory they enter.
+MAKEFLAGS += --no-print-directory
 
-.PHONY: all build run test test-fast test-sanitize deps clean install
+.PHONY: all configure build run test test-fast test-sanitize deps clean install
 
 all: build
 
@@ -14,12 +17,16 @@ deps:
 	  apt-get update -qq && apt-get install -y -qq libgtest-dev cmake g++ >/dev/null; \
 	fi
 
-build:
-	cmake -S . -B $(BUILD) -DCMAKE_BUILD_TYPE=Release >/dev/null
-	cmake --build $(BUILD) -j $(JOBS)
+configure:
+	@cmake -S . -B $(BUILD) -DCMAKE_BUILD_TYPE=Release >/dev/null
 
-run: build
-	./$(BUILD)/tsumugi
+build: configure
+	@cmake --build $(BUILD) -j $(JOBS)
+
+# Only the interpreter: the test programs are left to `make test`.
+run: configure
+	@cmake --build $(BUILD) --target tsumugi -j $(JOBS)
+	@./$(BUILD)/tsumugi
 
 # Every test on the optimised build.
 test-fast: deps build
@@ -27,8 +34,8 @@ test-fast: deps build
 
 # Every test again on a build with AddressSanitizer and UndefinedBehaviorSanitizer.
 test-sanitize: deps
-	cmake -S . -B $(ASAN_BUILD) -DCMAKE_BUILD_TYPE=Debug -DTSUMUGI_SANITIZE=ON >/dev/null
-	cmake --build $(ASAN_BUILD) -j $(JOBS)
+	@cmake -S . -B $(ASAN_BUILD) -DCMAKE_BUILD_TYPE=Debug -DTSUMUGI_SANITIZE=ON >/dev/null
+	@cmake --build $(ASAN_BUILD) -j $(JOBS)
 	ctest --test-dir $(ASAN_BUILD) --output-on-failure -j $(JOBS) --no-tests=error
 
 test: test-fast test-sanitize
@@ -36,8 +43,9 @@ test: test-fast test-sanitize
 clean:
 	rm -rf $(BUILD) $(ASAN_BUILD)
 
-# Installs build/tsumugi, its man page and its documentation under $(PREFIX), staged under
-# $(DESTDIR) when that is set.
+# Installs build/tsumugi, its man page, the manual, the example programs and the library
+# common.lisp under $(PREFIX), staged under $(DESTDIR) when that is set.
 PREFIX ?= /usr/local
-install: build
+install: configure
+	@cmake --build $(BUILD) --target tsumugi -j $(JOBS)
 	DESTDIR=$(DESTDIR) cmake --install $(BUILD) --prefix $(PREFIX)

@@ -176,6 +176,13 @@ class cfunction : public cprint {
   _cell* evalTopForm(_cell* form, _symval* frame, long count);
   // Prints a loop's result, or the report of an exit that found no receiver.
   void reportResult(_cell* r);
+  // Ctrl-C was pressed: the break loop, or the end of a script. False when the interrupted
+  // evaluation is abandoned.
+  bool answerInterrupt(_symval* frame, long count);
+  // Ctrl-C at a prompt: the partly typed expression is dropped, a fresh prompt follows.
+  void dropInterruptedLine();
+  // BYE, QUIT and EXIT.
+  _cell* endSession(_cell* args, _symval* frame, long count, long mark);
 #ifdef TSUMUGI_FUZZ
   long fuzzSteps = 0;
   static constexpr long kFuzzStepBudget = 200000;

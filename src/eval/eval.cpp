@@ -3,7 +3,9 @@
 #include <cstdlib>
 
 #include "eval/cfunction.h"
+#include "top/interrupt.h"
 #include "top/keywords.h"
+#include "top/runmode.h"
 
 namespace {
 inline _cell* boolCell(bool b) {
@@ -51,7 +53,7 @@ cfunction::FormPrimitive cfunction::oneFormPrimitive(uint8_t code) {
 }
 
 bool cfunction::outputStream(_cell* rest, _symval* frame, long count, long mark, FILE** out) {
-  *out = stdout;
+  *out = programOut;
   if (!consp(rest)) return true;
   _cell* s = eval(rest->car, frame, count, mark);
   if (!s) return false;
@@ -108,6 +110,7 @@ __attribute__((always_inline)) inline _cell* cfunction::evalu(_cell* form, _symv
     findFreeRegions();
   }
   pt = 0;
+  if (InterruptRequested() && !answerInterrupt(frame, count)) return nullptr;
   switch (form->type) {
     case 'l':
       break;
@@ -221,7 +224,7 @@ __attribute__((always_inline)) inline _cell* cfunction::evalu(_cell* form, _symv
       IncCellStack(nullptr);
       IncCellStack(args);
       _cell* x = eval(args->car, frame, count, mark);
-      FILE* out = stdout;
+      FILE* out = programOut;
       if (x) IncCellStack(x);
       bool ok = x && outputStream(args->cdr, frame, count, mark, &out);
       PopCellStack();
@@ -234,7 +237,7 @@ __attribute__((always_inline)) inline _cell* cfunction::evalu(_cell* form, _symv
         if (toStream) {
           printSStrm(x, out);
         } else {
-          printS(x);
+          printSTo(x, out);
         }
         if (head->code == hPrint) std::fputc(' ', out);
       }
@@ -435,7 +438,7 @@ __attribute__((always_inline)) inline _cell* cfunction::evalu(_cell* form, _symv
         PopCellStack();
         return syntaxError(frame, count);
       }
-      FILE* out = stdout;
+      FILE* out = programOut;
       if (n) IncCellStack(n);
       bool ok = n && outputStream(args->cdr, frame, count, mark, &out);
       PopCellStack();
@@ -488,7 +491,7 @@ __attribute__((always_inline)) inline _cell* cfunction::evalu(_cell* form, _symv
       return boolCell(v->type == 'm');
     }
     case hBye:
-      ExitProcess(0);
+      return endSession(args, frame, count, mark);
     case hMacroexpand: {
       EVAL1ARG(v);
       _symval* rec = consp(v) ? getFuncval2(v->car) : nullptr;

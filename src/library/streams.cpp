@@ -4,6 +4,7 @@
 #include "eval/cfunction.h"
 #include "reader/terminal.h"
 #include "top/keywords.h"
+#include "top/runmode.h"
 
 FILE* cfunction::getStream(_cell* s) {
   if (s->type != 'i') return nullptr;
@@ -102,8 +103,14 @@ _cell* cfunction::tclose(_cell* form, _symval* frame, long count, long mark) {
 _cell* cfunction::tread(_cell* args, _symval* frame, long count, long mark) {
   _cell* form = nullptr;
   if (!consp(args)) {
-    lineStr[0] = 0;
-    if (!GetOneS()) {
+    int got;
+    do {
+      lineStr[0] = 0;
+      got = GetOneS();
+      // Ctrl-C while waiting for the expression: as during an evaluation, then read anew.
+      if (got < 0 && !answerInterrupt(frame, count)) return nullptr;
+    } while (got < 0);
+    if (!got) {
       errorlisp(frame, count);
       return nullptr;
     }
@@ -158,7 +165,14 @@ _cell* cfunction::tread(_cell* args, _symval* frame, long count, long mark) {
 }
 
 _cell* cfunction::readLineForm(_cell* args, _symval* frame, long count, long mark) {
-  if (!consp(args)) return ReadLine();
+  if (!consp(args)) {
+    _cell* line;
+    // Ctrl-C while waiting for the line: as during an evaluation, then read anew.
+    while (!(line = ReadLine())) {
+      if (!answerInterrupt(frame, count)) return nullptr;
+    }
+    return line;
+  }
   _cell* s = eval(args->car, frame, count, mark);
   if (!s) return nullptr;
   if (s->sub == 's') {
@@ -186,12 +200,18 @@ _cell* cmemory::lineResult(_cell* str, _cell* flag) {
 }
 
 _cell* cmemory::ReadLine() {
-  BeforeTerminalRead();
   // One line of at most 19998 bytes; the rest of a longer line is left for the next read.
-  if (!std::fgets(lineStr + 1, kLineMax, stdin)) EndOfInput();
+  // A script reads its standard input as a stream is read: a carriage return ends a line
+  // too, and the end of the input gives the empty string and T.
+  TerminalRead got = ReadStandardInput(lineStr + 1, kLineMax);
+  if (got == kReadCut) return nullptr;
+  if (got == kReadEnded) {
+    if (!scriptMode) EndOfInput();
+    return lineResult(makeString("", 0), TCell);
+  }
   bool terminated;
-  size_t n = lineLength(false, &terminated);
-  return lineResult(makeString(lineStr + 1, n), NILCell);
+  size_t n = lineLength(scriptMode, &terminated);
+  return lineResult(makeString(lineStr + 1, n), scriptMode && !terminated ? TCell : NILCell);
 }
 
 _cell* cmemory::ReadLineStrm(FILE* in) {

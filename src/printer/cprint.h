@@ -14,6 +14,8 @@ class cprint : public cmemory {
   void printS0(_cell* x, int last) { startElement(x, last, kTerminal, stdout); }
   void printS2(_cell* list, int last) { startElements(list, last, kTerminal, stdout); }
   void printS3(_cell* rest) { start(rest, kTerminal, stdout, &cprint::tail); }
+  // The same to another destination (the program output of a script).
+  void printSTo(_cell* x, FILE* out) { start(x, kTerminal, out, &cprint::print); }
   // Readable style on a stream: general arrays are refused there.
   void printSStrm(_cell* x, FILE* out) { start(x, kStream, out, &cprint::print); }
   void printS0Strm(_cell* x, int last, FILE* out) { startElement(x, last, kStream, out); }

@@ -27,8 +27,7 @@ int ctextproc::GetOneS() {
   size_t len = std::strlen(lineStr);
   long total = 0;
   for (;;) {
-    BeforeTerminalRead();
-    if (!std::fgets(chunk, sizeof chunk, stdin)) EndOfInput();
+    if (!ReadTerminalLine(chunk, sizeof chunk)) return -1;
     size_t n = std::strlen(chunk);
     total += static_cast<long>(n);
     if (total > kLineMax) {

@@ -16,7 +16,7 @@ enum AtomKind { kSymbol = 0, kFloat = 1, kInteger = 2, kFraction = 3, kString = 
 
 class ctextproc : public cmathproc {
  public:
-  // Acquisition.
+  // Acquisition. GetOneS gives -1 when Ctrl-C cut the read short.
   int GetOneS();
   int GetOneSStream(FILE* in);
   int CheckBrace(const char* text);

@@ -1,6 +1,9 @@
 // The top level: the keyword table, the prelude, the banner and the read-eval-print loop.
 #pragma once
 
+#include <string>
+#include <vector>
+
 #include "eval/cfunction.h"
 
 class clisp : public cfunction {
@@ -14,4 +17,8 @@ class clisp : public cfunction {
   int StartSession();
   // A new session in the same process, as after start-up (for test harnesses).
   int RestartSession();
+  // Script mode: *ARGV* holds the program's arguments as strings.
+  void SetArguments(const std::vector<std::string>& args);
+  // Script mode: evaluates every form of the program; never returns.
+  [[noreturn]] void RunScript(FILE* in);
 };

@@ -1,7 +1,10 @@
 // The debug loop entered on errors, the break loop of BREAK, and what the loops share with
 // the top level: reading a form, evaluating it, printing the result.
 #include "eval/cfunction.h"
+#include "memory/fatal.h"
+#include "top/interrupt.h"
 #include "top/keywords.h"
+#include "top/runmode.h"
 
 namespace {
 const char kThrowLost[] = "エラー: THROWされましたが受け取り先のタグが見つかりません\n";
@@ -64,7 +67,12 @@ _cell* cfunction::debugLoop(_symval* frame, long count, bool isBreak) {
     for (int i = 0; i < errorDepth; i++) std::putchar('*');
     std::printf("[%d]", prompt++);
     lineStr[0] = 0;
-    if (!GetOneS()) {
+    int got = GetOneS();
+    if (got < 0) {
+      dropInterruptedLine();
+      continue;
+    }
+    if (!got) {
       errorlisp(frame, count);
       continue;
     }
@@ -85,7 +93,14 @@ _cell* cfunction::debugLoop(_symval* frame, long count, bool isBreak) {
   return result;
 }
 
+void cfunction::dropInterruptedLine() {
+  ClearInterrupt();
+  std::putchar('\n');
+}
+
 void cfunction::errorlisp(_symval* frame, long count) {
+  // A script's standard input is the program's: the message already printed is the end.
+  if (scriptMode) ExitProcess(1);
   std::puts("デバッグモードに入りました。");
   std::puts(kAbortLine);
   debugLoop(frame, count, false);
@@ -93,6 +108,7 @@ void cfunction::errorlisp(_symval* frame, long count) {
 
 _cell* cfunction::breaklisp(_symval* frame, long count) {
   std::puts("中断しました。");
+  if (scriptMode) ExitProcess(1);
   std::puts("CONTINUEと入力すれば続行します。");
   std::puts(kAbortLine);
   return debugLoop(frame, count, true);

@@ -9,6 +9,9 @@
 
 #include "reader/terminal.h"
 #include "top/clisp.h"
+#include "top/commandline.h"
+#include "top/interrupt.h"
+#include "top/runmode.h"
 
 namespace {
 clisp* interp = nullptr;  // the single interpreter object
@@ -21,17 +24,30 @@ constexpr size_t kStackBytes = size_t{1} << 30;
 #endif
 constexpr size_t kStackReserve = size_t{1} << 20;  // room kept for the last calls and exit()
 
+CommandLine commandLine;
+FILE* program = nullptr;  // the script's file, in script mode
+
 void* run(void*) {
   clisp& lisp = *interp;
   if (!lisp.StartSession()) ExitProcess(1);
+  // Ctrl-C during start-up waits until there is something of the user's to interrupt.
+  AcceptInterrupts();
+  if (commandLine.script) {
+    lisp.SetArguments(commandLine.args);
+    lisp.RunScript(program);
+  }
   lisp.DispMessage();
   lisp.ReadEvalPrintLoop();
   ExitProcess(0);
 }
 }  // namespace
 
-int main() {
+int main(int argc, char** argv) {
+  commandLine = ParseCommandLine(argc, argv);
+  if (commandLine.script) program = OpenScript(commandLine.program);
   InitTerminal();
+  if (commandLine.script) EnterScriptMode();
+  InstallInterruptHandler();
   static clisp theInterpreter;
   interp = &theInterpreter;
   interp->Init();

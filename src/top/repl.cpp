@@ -23,7 +23,12 @@ void clisp::ReadEvalPrintLoop() {
   for (;;) {
     std::printf("[%d]", prompt++);
     lineStr[0] = 0;
-    if (!GetOneS()) {
+    int got = GetOneS();
+    if (got < 0) {
+      dropInterruptedLine();
+      continue;
+    }
+    if (!got) {
       errorlisp(nullptr, 0);
       continue;
     }

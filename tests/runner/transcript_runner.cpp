@@ -12,6 +12,13 @@
 //   @@@ env NAME=VALUE        an environment variable for the run
 //   @@@ limit-as KIB          an address-space limit for the run (skipped, exit code 77,
 //                             when TRANSCRIPT_NO_LIMIT_AS is set)
+//   @@@ copy NAME PATH        a file created before the run with the content of PATH
+//                             (relative to the case file's directory)
+//   @@@ args WORD...          command-line arguments, separated by blanks
+//   @@@ stderr                the expected standard error (not checked without this section)
+//   @@@ interrupt file NAME   once the file NAME exists in the working directory, or
+//   @@@ interrupt stdout TEXT once standard output holds TEXT, send SIGINT, then feed the
+//                             section's text on standard input (which is then a pipe)
 // A section's content is its lines, each ending in a line break, unless "noeol" is given,
 // in which case the last line break is dropped. "\xHH" escapes are decoded in sections
 // marked "hex-escapes".
@@ -24,10 +31,14 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <fcntl.h>
+#include <signal.h>
+
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <ctime>
 #include <fstream>
 #include <iostream>
 #include <map>
@@ -120,13 +131,90 @@ std::string show(const std::string& s) {
   return out;
 }
 
+// SIGINT sent when a condition holds, followed by more input.
+struct Interrupt {
+  std::string when, what, more;
+};
+
 struct Case {
-  std::string input, expected;
+  std::string input, expected, expectedStderr;
+  bool checkStderr = false;
+  std::vector<std::string> args;
+  std::vector<Interrupt> interrupts;
   int expectedStatus = 0;
   long limitAs = 0;
   std::map<std::string, std::string> files, expectFiles;
   std::vector<std::string> env;
 };
+
+bool writeAll(int fd, const std::string& text) {
+  size_t done = 0;
+  while (done < text.size()) {
+    ssize_t n = write(fd, text.data() + done, text.size() - done);
+    if (n <= 0) return false;
+    done += static_cast<size_t>(n);
+  }
+  return true;
+}
+
+// Whether an interrupt's condition holds: a file in the working directory, or a text on
+// standard output.
+bool conditionHolds(const Interrupt& i, const std::string& dir, const std::string& outPath) {
+  bool ok;
+  if (i.when == "file") {
+    readFile(dir + "/" + i.what, &ok);
+    return ok;
+  }
+  return readFile(outPath, &ok).find(i.what) != std::string::npos;
+}
+
+size_t fileSize(const std::string& path) {
+  struct stat st;
+  return stat(path.c_str(), &st) == 0 ? static_cast<size_t>(st.st_size) : 0;
+}
+
+// Waits (ten seconds at most) until ready() holds; false when the interpreter ended first
+// (its status is then in *reaped) or the time ran out.
+template <class Ready>
+bool waitFor(pid_t pid, int* reaped, Ready ready) {
+  const timespec tick{0, 10 * 1000 * 1000};
+  for (int waited = 0; waited < 1000; waited++) {
+    if (ready()) return true;
+    if (*reaped < 0 && waitpid(pid, reaped, WNOHANG) == pid) return ready();
+    nanosleep(&tick, nullptr);
+  }
+  return false;
+}
+
+// Feeds the input, then for each interrupt waits for its condition, lets the interpreter
+// settle into what it does, sends SIGINT and waits for the interpreter to answer (standard
+// output grows, or the process ends) before it feeds the interrupt's text: text already
+// waiting in the pipe would satisfy a read before the signal could cut it short. False,
+// with the interpreter killed, when a condition never came. *reaped is -1 or the status
+// of the interpreter if it ended meanwhile.
+bool feedWithInterrupts(pid_t pid, int fd, const std::string& dir, const std::string& outPath,
+                        const Case& c, int* reaped) {
+  signal(SIGPIPE, SIG_IGN);
+  writeAll(fd, c.input);
+  for (const Interrupt& i : c.interrupts) {
+    if (!waitFor(pid, reaped, [&] { return conditionHolds(i, dir, outPath); })) {
+      std::cout << "interrupt condition never came: " << i.when << " " << i.what << "\n";
+      if (*reaped < 0) kill(pid, SIGKILL);
+      return false;
+    }
+    const timespec settle{0, 100 * 1000 * 1000};
+    nanosleep(&settle, nullptr);
+    size_t before = fileSize(outPath);
+    kill(pid, SIGINT);
+    if (!waitFor(pid, reaped, [&] { return *reaped >= 0 || fileSize(outPath) != before; })) {
+      std::cout << "no answer to the interrupt after " << i.when << " " << i.what << "\n";
+      if (*reaped < 0) kill(pid, SIGKILL);
+      return false;
+    }
+    writeAll(fd, i.more);
+  }
+  return true;
+}
 
 // Runs one case; prints what differs and returns false when it fails, 77 when skipped.
 int runCase(const std::string& binary, const Case& c) {
@@ -141,14 +229,26 @@ int runCase(const std::string& binary, const Case& c) {
   }
   std::string d = dir;
   for (auto& [name, content] : c.files) writeFile(d + "/" + name, content);
-  std::string inPath = d + "/.stdin", outPath = d + "/.stdout";
+  std::string inPath = d + "/.stdin", outPath = d + "/.stdout", errPath = d + "/.stderr";
   writeFile(inPath, c.input);
+  // With interrupts, standard input is a pipe fed as the case goes on.
+  int feed[2] = {-1, -1};
+  if (!c.interrupts.empty() && pipe(feed) != 0) {
+    std::perror("pipe");
+    return 2;
+  }
 
   pid_t pid = fork();
   if (pid == 0) {
     if (chdir(dir) != 0) _exit(127);
-    if (!freopen(inPath.c_str(), "rb", stdin) || !freopen(outPath.c_str(), "wb", stdout))
+    if (feed[0] >= 0) {
+      close(feed[1]);
+      if (dup2(feed[0], 0) < 0) _exit(127);
+    } else if (!freopen(inPath.c_str(), "rb", stdin)) {
       _exit(127);
+    }
+    if (!freopen(outPath.c_str(), "wb", stdout)) _exit(127);
+    if (c.checkStderr && !freopen(errPath.c_str(), "wb", stderr)) _exit(127);
     setenv("TZ", "UTC", 1);
     for (const std::string& e : c.env) putenv(const_cast<char*>(e.c_str()));
     if (c.limitAs > 0) {
@@ -156,15 +256,23 @@ int runCase(const std::string& binary, const Case& c) {
       rl.rlim_cur = rl.rlim_max = static_cast<rlim_t>(c.limitAs) * 1024;
       setrlimit(RLIMIT_AS, &rl);
     }
-    execl(binary.c_str(), binary.c_str(), static_cast<char*>(nullptr));
+    std::vector<char*> argv{const_cast<char*>(binary.c_str())};
+    for (const std::string& a : c.args) argv.push_back(const_cast<char*>(a.c_str()));
+    argv.push_back(nullptr);
+    execv(binary.c_str(), argv.data());
     _exit(127);
   }
-  int wstatus = 0;
-  waitpid(pid, &wstatus, 0);
+  bool pass = true;
+  int wstatus = -1;
+  if (feed[0] >= 0) {
+    close(feed[0]);
+    pass = feedWithInterrupts(pid, feed[1], d, outPath, c, &wstatus);
+    close(feed[1]);
+  }
+  if (wstatus < 0) waitpid(pid, &wstatus, 0);
   bool ok;
   std::string out = readFile(outPath, &ok);
 
-  bool pass = true;
   if (WIFSIGNALED(wstatus)) {
     std::cout << "killed by signal " << WTERMSIG(wstatus) << "\n";
     pass = false;
@@ -174,9 +282,10 @@ int runCase(const std::string& binary, const Case& c) {
     std::cout << "exit status " << status << ", expected " << c.expectedStatus << "\n";
     pass = false;
   }
-  // Everything after the two banner lines (all of it if the banner never came).
+  // Everything after the two banner lines (all of it if the banner never came). With
+  // arguments there is no banner to skip.
   std::string afterBanner = out;
-  if (out.rfind("Tsumugi for Linux version2.21\n", 0) == 0) {
+  if (c.args.empty() && out.rfind("Tsumugi for Linux version2.21\n", 0) == 0) {
     size_t second = out.find('\n', out.find('\n') + 1);
     afterBanner = second == std::string::npos ? "" : out.substr(second + 1);
   }
@@ -185,6 +294,15 @@ int runCase(const std::string& binary, const Case& c) {
               << show(c.expected) << "\n--- actual stdout\n"
               << show(afterBanner) << "\n";
     pass = false;
+  }
+  if (c.checkStderr) {
+    std::string err = readFile(errPath, &ok);
+    if (err != c.expectedStderr) {
+      std::cout << "--- expected stderr\n"
+                << show(c.expectedStderr) << "\n--- actual stderr\n"
+                << show(err) << "\n";
+      pass = false;
+    }
   }
   for (auto& [name, content] : c.expectFiles) {
     bool exists;
@@ -230,6 +348,29 @@ int runTranscriptFile(const std::string& binary, const std::string& casePath) {
       c.env.push_back(s.arg);
     } else if (s.kind == "limit-as") {
       c.limitAs = std::atol(s.arg.c_str());
+    } else if (s.kind == "copy") {
+      std::istringstream words(s.arg);
+      std::string name, from;
+      words >> name >> from;
+      std::string dir = casePath.substr(0, casePath.find_last_of('/') + 1);
+      if (!readInput(dir + from, &c.files[name])) return 2;
+    } else if (s.kind == "args") {
+      std::istringstream words(s.arg);
+      for (std::string w; words >> w;) c.args.push_back(w);
+    } else if (s.kind == "stderr") {
+      c.expectedStderr = s.body;
+      c.checkStderr = true;
+    } else if (s.kind == "interrupt") {
+      Interrupt i;
+      std::istringstream words(s.arg);
+      words >> i.when;
+      std::getline(words >> std::ws, i.what);
+      if (i.when != "file" && i.when != "stdout") {
+        std::cerr << "interrupt needs \"file NAME\" or \"stdout TEXT\"\n";
+        return 2;
+      }
+      i.more = s.body;
+      c.interrupts.push_back(i);
     } else {
       std::cerr << "unknown section " << s.kind << "\n";
       return 2;
