@@ -42,8 +42,11 @@ static_assert(sizeof(NumElem) == 32, "number elements are 32 bytes");
 
 // Flags kept in _cell::spare.
 enum : uint32_t {
-  kEnvHolder = 1u,  // a closure cons registered with the frame keeper
-  kPrinting = 2u,   // on the printer's current path (cycle guard)
+  kEnvHolder = 1u,    // a closure cons registered with the frame keeper
+  kOnPrintPath = 2u,  // on the path of the print under way (see printer/printmarks.h)
+  kPrintSeen = 4u,    // printed by it at least once
+  kScanOpen = 8u,     // on the path of the printer's cycle scan (see printer/knotscan.h)
+  kScanDone = 16u,    // fully scanned by it
 };
 
 inline long ival(const _cell* c) {

@@ -5,25 +5,27 @@
 #include <cstdio>
 
 #include "memory/cmemory.h"
+#include "printer/printmarks.h"
 
 class cprint : public cmemory {
  public:
   // Readable style on standard output.
-  void printS(_cell* x) { print(x, kTerminal, stdout); }
-  void printS0(_cell* x, int last) { element(x, last, kTerminal, stdout); }
-  void printS2(_cell* list, int last) { elements(list, last, kTerminal, stdout); }
-  void printS3(_cell* rest) { tail(rest, kTerminal, stdout); }
-  void printSTo(_cell* x, FILE* out) { print(x, kTerminal, out); }
+  void printS(_cell* x) { start(x, kTerminal, stdout, &cprint::print); }
+  void printS0(_cell* x, int last) { startElement(x, last, kTerminal, stdout); }
+  void printS2(_cell* list, int last) { startElements(list, last, kTerminal, stdout); }
+  void printS3(_cell* rest) { start(rest, kTerminal, stdout, &cprint::tail); }
+  // The same to another destination (the program output of a script).
+  void printSTo(_cell* x, FILE* out) { start(x, kTerminal, out, &cprint::print); }
   // Readable style on a stream: general arrays are refused there.
-  void printSStrm(_cell* x, FILE* out) { print(x, kStream, out); }
-  void printS0Strm(_cell* x, int last, FILE* out) { element(x, last, kStream, out); }
-  void printS2Strm(_cell* list, int last, FILE* out) { elements(list, last, kStream, out); }
-  void printS3Strm(_cell* rest, FILE* out) { tail(rest, kStream, out); }
+  void printSStrm(_cell* x, FILE* out) { start(x, kStream, out, &cprint::print); }
+  void printS0Strm(_cell* x, int last, FILE* out) { startElement(x, last, kStream, out); }
+  void printS2Strm(_cell* list, int last, FILE* out) { startElements(list, last, kStream, out); }
+  void printS3Strm(_cell* rest, FILE* out) { start(rest, kStream, out, &cprint::tail); }
   // Plain style.
-  void princS(_cell* x, FILE* out) { print(x, kPlain, out); }
-  void princS0(_cell* x, int last, FILE* out) { element(x, last, kPlain, out); }
-  void princS2(_cell* list, int last, FILE* out) { elements(list, last, kPlain, out); }
-  void princS3(_cell* rest, FILE* out) { tail(rest, kPlain, out); }
+  void princS(_cell* x, FILE* out) { start(x, kPlain, out, &cprint::print); }
+  void princS0(_cell* x, int last, FILE* out) { startElement(x, last, kPlain, out); }
+  void princS2(_cell* list, int last, FILE* out) { startElements(list, last, kPlain, out); }
+  void princS3(_cell* rest, FILE* out) { start(rest, kPlain, out, &cprint::tail); }
 
   void PutString(_cell* chars, FILE* out);
   void PutStringC(_cell* chars, FILE* out);
@@ -38,13 +40,31 @@ class cprint : public cmemory {
 
  private:
   enum Style { kTerminal, kStream, kPlain };
-  void print(_cell* x, Style s, FILE* out);
-  void element(_cell* x, int last, Style s, FILE* out);
-  void elements(_cell* list, int last, Style s, FILE* out);
-  void tail(_cell* rest, Style s, FILE* out);
-  void list(_cell* x, Style s, FILE* out);
-  void atom(_cell* x, Style s, FILE* out);
-  void array(_cell* x, Style s, FILE* out);
-  void character(_cell* x, Style s, FILE* out);
-  bool refusesArray(_cell* x, Style s);
+  // One printing call: its style, its destination, the object it started from, what it has
+  // met, and whether that object has a cycle (-1 until asked).
+  struct Walk {
+    Walk(Style s, FILE* o, _cell* r) : style(s), out(o), root(r) {}
+    Style style;
+    FILE* out;
+    _cell* root;
+    PrintMarks marks;
+    int knotted = -1;
+  };
+  void start(_cell* x, Style s, FILE* out, void (cprint::*part)(Walk&, _cell*));
+  void startElement(_cell* x, int last, Style s, FILE* out);
+  void startElements(_cell* list, int last, Style s, FILE* out);
+  // True when x is a cons or general array met again as a repetition, printed as "...".
+  bool repeats(Walk& w, _cell* x);
+
+  void print(Walk& w, _cell* x);
+  void element(Walk& w, _cell* x, int last);
+  void elements(Walk& w, _cell* list, int last);
+  void tail(Walk& w, _cell* rest);
+  void list(Walk& w, _cell* x);
+  void array(Walk& w, _cell* x);
+  void atom(Walk& w, _cell* x);
+  void character(Walk& w, _cell* x);
+  bool refusesArray(Walk& w, _cell* x);
+  // Where a string's bytes end: the first cons that is no character's, or that repeats.
+  long stringSpan(_cell* chars);
 };

@@ -1,14 +1,20 @@
 // One walk for every style and destination. Lists are followed along their cdr with a loop
-// (never recursion), and the conses on the path being printed carry a flag: meeting one again
-// means the object is circular, and "..." is printed in place of the repetition.
+// (never recursion). Meeting again a cons or an array that is on the way down to the current
+// point means the object is circular, and "..." is printed in place of the repetition. Meeting
+// again one printed earlier elsewhere is sharing: an object without a cycle prints every
+// shared part in full, as often as it occurs; in one with a cycle, each cons and array is
+// printed once and every later meeting is a repetition too, so that however many ways lead
+// through the knots the print stays as long as the object.
 #include "printer/cprint.h"
+#include "printer/knotscan.h"
 #include "top/keywords.h"
 
 namespace {
 const char kArrayToFile[] = "エラー: 配列はファイルに出力できません";
+const char kRepetition[] = "...";
 
-void unflagSpine(_cell* x) {
-  for (_cell* p = x; p->type == 'l' && (p->spare & kPrinting); p = p->cdr) p->spare &= ~kPrinting;
+bool generalArray(const _cell* x) {
+  return x->type == 'a' && !cprint::isString(x);
 }
 }  // namespace
 
@@ -17,197 +23,168 @@ bool cprint::isString(const _cell* x) {
          x->cdr->car == CHARACTER;
 }
 
-bool cprint::refusesArray(_cell* x, Style s) {
-  if (s != kStream || x->type != 'a' || isString(x)) return false;
+void cprint::start(_cell* x, Style s, FILE* out, void (cprint::*part)(Walk&, _cell*)) {
+  Walk w{s, out, x};
+  (this->*part)(w, x);
+}
+
+void cprint::startElement(_cell* x, int last, Style s, FILE* out) {
+  Walk w{s, out, x};
+  element(w, x, last);
+}
+
+void cprint::startElements(_cell* list, int last, Style s, FILE* out) {
+  Walk w{s, out, list};
+  elements(w, list, last);
+}
+
+bool cprint::repeats(Walk& w, _cell* x) {
+  if (x->type != 'l' && !generalArray(x)) return false;
+  if (PrintMarks::onPath(x)) return true;
+  if (!PrintMarks::seen(x)) return false;
+  // Sharing: whether the object has a cycle is asked the first time it matters.
+  if (w.knotted < 0) {
+    KnotScan scan;
+    w.knotted = scan.cyclic(w.root);
+  }
+  return w.knotted;
+}
+
+bool cprint::refusesArray(Walk& w, _cell* x) {
+  if (w.style != kStream || !generalArray(x)) return false;
   std::puts(kArrayToFile);
   return true;
 }
 
-void cprint::print(_cell* x, Style s, FILE* out) {
-  if (x->type == 'l') {
-    list(x, s, out);
-  } else if (x->type == 'a' && !isString(x)) {
-    if (refusesArray(x, s)) return;
-    array(x, s, out);
-    std::fputc(' ', out);  // the blank after an array at top level
+void cprint::print(Walk& w, _cell* x) {
+  if (refusesArray(w, x)) return;
+  if (repeats(w, x)) {
+    std::fputs(kRepetition, w.out);
+  } else if (x->type == 'l') {
+    list(w, x);
+  } else if (generalArray(x)) {
+    array(w, x);
+    std::fputc(' ', w.out);  // the blank after an array at top level
   } else {
-    atom(x, s, out);
+    atom(w, x);
   }
 }
 
-void cprint::element(_cell* x, int last, Style s, FILE* out) {
-  if (x->type == 'l') {
-    if (x->spare & kPrinting) {
-      std::fputs("...", out);
-    } else {
-      list(x, s, out);
-    }
-  } else if (x->type == 'a' && !isString(x)) {
-    if (refusesArray(x, s)) return;  // not even the separating blank reaches the stream
-    array(x, s, out);
+void cprint::element(Walk& w, _cell* x, int last) {
+  if (refusesArray(w, x)) return;  // not even the separating blank reaches the stream
+  if (repeats(w, x)) {
+    std::fputs(kRepetition, w.out);
+  } else if (x->type == 'l') {
+    list(w, x);
+  } else if (generalArray(x)) {
+    array(w, x);
   } else {
-    atom(x, s, out);
+    atom(w, x);
   }
-  if (!last) std::fputc(' ', out);
+  if (!last) std::fputc(' ', w.out);
 }
 
-void cprint::elements(_cell* list, int last, Style s, FILE* out) {
-  element(list->car, last, s, out);
-  tail(list->cdr, s, out);
+void cprint::elements(Walk& w, _cell* list, int last) {
+  element(w, list->car, last);
+  tail(w, list->cdr);
 }
 
-void cprint::tail(_cell* rest, Style s, FILE* out) {
+// The conses of the tail join the path of the list they belong to; that list takes them off.
+void cprint::tail(Walk& w, _cell* rest) {
   while (rest->type == 'l') {
-    if (rest->spare & kPrinting) {
-      std::fputs("...", out);
+    if (repeats(w, rest)) {
+      std::fputs(kRepetition, w.out);
       return;
     }
-    rest->spare |= kPrinting;
-    element(rest->car, rest->cdr == NILCell, s, out);
+    w.marks.enter(rest);
+    element(w, rest->car, rest->cdr == NILCell);
     rest = rest->cdr;
   }
   if (rest == NILCell) return;
-  if (rest->type == 'a' && !isString(rest)) {
-    if (refusesArray(rest, s)) return;
-    std::fputs(". ", out);
-    array(rest, s, out);
-    std::fputc(' ', out);
+  if (refusesArray(w, rest)) return;
+  std::fputs(". ", w.out);
+  if (generalArray(rest)) {
+    if (repeats(w, rest)) {
+      std::fputs(kRepetition, w.out);
+      return;
+    }
+    array(w, rest);
+    std::fputc(' ', w.out);
     return;
   }
-  std::fputs(". ", out);
-  atom(rest, s, out);
+  atom(w, rest);
 }
 
-void cprint::list(_cell* x, Style s, FILE* out) {
+void cprint::list(Walk& w, _cell* x) {
   CheckStackDepth();
-  std::fputc('(', out);
-  x->spare |= kPrinting;
-  elements(x, x->cdr == NILCell, s, out);
-  std::fputc(')', out);
-  unflagSpine(x);
+  size_t mark = w.marks.mark();
+  std::fputc('(', w.out);
+  w.marks.enter(x);
+  elements(w, x, x->cdr == NILCell);
+  std::fputc(')', w.out);
+  w.marks.leaveTo(mark);
 }
 
-void cprint::array(_cell* x, Style s, FILE* out) {
-  std::fputc('#', out);
+void cprint::array(Walk& w, _cell* x) {
+  CheckStackDepth();
+  size_t mark = w.marks.mark();
+  w.marks.enter(x);
+  std::fputc('#', w.out);
   _cell* rank = x->car;
-  if (!(rank->type == 'i' && ival(rank) == 1)) print(rank, s, out);
-  std::fputc('A', out);
-  print(x->cdr->type == 'l' ? x->cdr->cdr : x->cdr, s, out);
+  if (!(rank->type == 'i' && ival(rank) == 1)) print(w, rank);
+  std::fputc('A', w.out);
+  print(w, x->cdr->type == 'l' ? x->cdr->cdr : x->cdr);
+  w.marks.leaveTo(mark);
 }
 
-void cprint::character(_cell* x, Style s, FILE* out) {
-  if (s != kPlain) std::fputs("#\\", out);
-  std::fputc(static_cast<char>(chval(x)), out);
+void cprint::character(Walk& w, _cell* x) {
+  if (w.style != kPlain) std::fputs("#\\", w.out);
+  std::fputc(static_cast<char>(chval(x)), w.out);
   if (ch2val(x) != 0) {
     // The second byte of a two-byte character (never formed: every character is one byte).
-    if (s == kPlain) {
-      std::fputc(static_cast<char>(ch2val(x)), out);
+    if (w.style == kPlain) {
+      std::fputc(static_cast<char>(ch2val(x)), w.out);
     } else {
       std::putchar(static_cast<char>(ch2val(x)));
     }
   }
 }
 
-void cprint::atom(_cell* x, Style s, FILE* out) {
+void cprint::atom(Walk& w, _cell* x) {
   switch (x->type) {
     case 's':
-      std::fputs(symname(x), out);
+      std::fputs(symname(x), w.out);
       break;
     case 'n': {
       char buf[64];
       myftoa(buf, nval(x));
-      std::fputs(buf, out);
+      std::fputs(buf, w.out);
       break;
     }
     case 'i':
-      std::fprintf(out, "%ld", ival(x));
+      std::fprintf(w.out, "%ld", ival(x));
       break;
     case 'b':
-      std::fprintf(out, "%ld/%ld", bunshi(x), bunbo(x));
+      std::fprintf(w.out, "%ld/%ld", bunshi(x), bunbo(x));
       break;
     case 'r':
-      if (s == kPlain) {
-        princMojiretsu(symname(x), out);
+      if (w.style == kPlain) {
+        princMojiretsu(symname(x), w.out);
       } else {
-        std::fputs(symname(x), out);
+        std::fputs(symname(x), w.out);
       }
       break;
     case 'm':
-      character(x, s, out);
+      character(w, x);
       break;
     case 'a':
-      if (s == kPlain) {
-        PutStringC(x->cdr->cdr, out);
+      if (w.style == kPlain) {
+        PutStringC(x->cdr->cdr, w.out);
       } else {
-        PutString(x->cdr->cdr, out);
+        PutString(x->cdr->cdr, w.out);
       }
       break;
     default:
       break;
   }
-}
-
-void cprint::PutString(_cell* chars, FILE* out) {
-  std::fputc('"', out);
-  bool closed = false;
-  _cell* p = chars;
-  for (; p != NILCell; p = p->cdr) {
-    if (p->type != 'l' || (p->spare & kPrinting) || p->car->type != 'm') break;
-    p->spare |= kPrinting;
-    _cell* c = p->car;
-    char b = static_cast<char>(chval(c));
-    if (ch2val(c) != 0) {
-      std::fputc(b, out);
-      std::fputc(static_cast<char>(ch2val(c)), out);
-    } else {
-      if (b == '"' || b == '\\') std::fputc('\\', out);
-      std::fputc(b, out);
-    }
-  }
-  // A chain that stops anywhere but at NIL shows as an unterminated literal.
-  if (p == NILCell) closed = true;
-  unflagSpine(chars);
-  if (closed) std::fputc('"', out);
-}
-
-void cprint::PutStringC(_cell* chars, FILE* out) {
-  for (_cell* p = chars; p != NILCell; p = p->cdr) {
-    if (p->type != 'l' || (p->spare & kPrinting) || p->car->type != 'm') break;
-    p->spare |= kPrinting;
-    std::fputc(static_cast<char>(chval(p->car)), out);
-    if (ch2val(p->car) != 0) std::fputc(static_cast<char>(ch2val(p->car)), out);
-  }
-  unflagSpine(chars);
-}
-
-long cprint::stringByteLength(_cell* chars) {
-  long n = 0;
-  for (_cell* p = chars; p->type == 'l' && !(p->spare & kPrinting) && p->car->type == 'm';
-       p = p->cdr) {
-    p->spare |= kPrinting;
-    n += ch2val(p->car) != 0 ? 2 : 1;
-  }
-  unflagSpine(chars);
-  return n;
-}
-
-void cprint::GetStringC(_cell* chars, char* buf) {
-  for (_cell* p = chars; p->type == 'l' && !(p->spare & kPrinting) && p->car->type == 'm';
-       p = p->cdr) {
-    p->spare |= kPrinting;
-    *buf++ = static_cast<char>(chval(p->car));
-    if (ch2val(p->car) != 0) *buf++ = static_cast<char>(ch2val(p->car));
-  }
-  *buf = 0;
-  unflagSpine(chars);
-}
-
-long cprint::jnlength(_cell* x) {
-  long n = 0;
-  for (_cell* p = x; p->type == 'l' && !(p->spare & kPrinting); p = p->cdr) {
-    p->spare |= kPrinting;
-    n++;
-  }
-  unflagSpine(x);
-  return n;
 }

@@ -115,3 +115,49 @@ TEST_F(Printer, TenMillionConsesPrintWithoutDeepRecursion) {
   std::fclose(f);
   EXPECT_EQ(lisp->jnlength(head), 10000000);
 }
+
+TEST_F(Printer, NoCellKeepsAFlagAfterAKnotIsPrinted) {
+  // A cdr cycle whose element is a list running back into the middle of the cycle.
+  _cell* l = read("(1 2 3 4 5)");
+  _cell* inner = read("(X)");
+  inner->cdr = l->cdr;
+  l->cdr->cdr->cdr->car = inner;
+  l->cdr->cdr->cdr->cdr->cdr = l;
+  EXPECT_EQ(printed(l), "(1 2 3 (X ...) 5 ...)");
+  std::vector<_cell*> cells{inner};
+  for (_cell* p = l; cells.size() < 6; p = p->cdr) cells.push_back(p);
+  for (_cell* c : cells) EXPECT_EQ(c->spare, 0u);
+}
+
+TEST_F(Printer, ArraysOnThePathPrintAsDots) {
+  _cell* a = read("(NIL ALL 1 2)");
+  a->car = a;
+  a->type = 'a';
+  EXPECT_EQ(printed(a), "#...A(1 2) ");
+  _cell* b = read("(1 ALL NIL)");
+  b->type = 'a';
+  b->cdr->cdr->car = b;
+  EXPECT_EQ(printed(b), "#A(...) ");
+  EXPECT_EQ(a->spare | b->spare, 0u);
+}
+
+TEST_F(Printer, JnlengthCountsTheConsesOfACycleOnce) {
+  _cell* l = read("(1 2 3 4)");
+  l->cdr->cdr->cdr->cdr = l->cdr;
+  EXPECT_EQ(lisp->jnlength(l), 4);
+  EXPECT_EQ(lisp->jnlength(NILCell), 0);
+}
+
+TEST_F(Printer, AKnotWithManyWaysThroughItPrintsEachConsOnce) {
+  // Every car holds the rest of the list and the last cdr goes back to the start: without a
+  // record of what was printed, the ways through it would double with every cons.
+  _cell* l = read(
+      "(1 2 3 4 5 6 7 8 9 10 11 12 13 14 15 16 17 18 19 20 21 22 23 24 25 26 27 28 29 30 31 32 33 "
+      "34 35 36 37 38 39 40 41 42 43 44 45 46 47 48 49 50 51 52 53 54 55 56 57 58 59 60)");
+  _cell* p = l;
+  for (; consp(p->cdr); p = p->cdr) p->car = p->cdr;
+  p->cdr = l;
+  std::string expected = "(60 ...)";
+  for (int i = 0; i < 59; i++) expected = "(" + expected + " ...)";
+  EXPECT_EQ(printed(l), expected);
+}
