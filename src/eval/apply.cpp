@@ -88,7 +88,9 @@ _cell* cfunction::MakeRest(_cell* args, _symval* frame, long count, long mark) {
 _cell* cfunction::MakeQuoteEach(_cell* list) {
   _cell* head = NILCell;
   _cell** slot = &head;
+  CycleGuard guard;
   for (; consp(list); list = list->cdr) {
+    if (guard.revisits(list)) return nullptr;
     _cell* spine = getCell();
     _cell* quoted = getCell();
     _cell* datum = getCell();
@@ -144,7 +146,12 @@ _cell* cfunction::apply(_cell* form, _cell* argForms, _symval* frame, long count
       return nullptr;
     }
   }
-  _cell* quoted = IncCellStack(MakeQuoteEach(list));
+  _cell* quoted = MakeQuoteEach(list);
+  if (!quoted) {
+    PopCellStack();
+    return circularList(frame, count);
+  }
+  IncCellStack(quoted);
   _cell* r;
   if (f->type == 's') {
     _cell* call = IncCellStack(getCell());

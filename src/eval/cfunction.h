@@ -21,18 +21,21 @@ class cfunction : public cprint {
   _cell* tlist2(_cell* args, _symval* frame, long count, _cell** firstOut, long mark);
   _cell* values(_cell* args, _symval* frame, long count, long mark);
   _cell* LastCell(_cell* list);
+  // A copy of every cons reachable from x; null when a chain of cdrs comes back on itself.
   _cell* Copy(_cell* x);
-  // The number of conses along the cdr chain; a circular list (which has no length) ends
-  // the process as a structure too deep to handle.
+  // The number of conses along the cdr chain, or -1 when the chain comes back on itself (a
+  // circular list has no length).
+  long chainLength(_cell* list);
+  // The same for the lists of code (lambda lists, bindings), where a circle ends the process
+  // as a structure too deep to handle.
   long tlength(_cell* list) {
-    long n = 0;
-    CycleGuard guard;
-    for (; list->type == 'l'; list = list->cdr) {
-      if (guard.revisits(list)) FatalTooDeep();
-      n++;
-    }
+    long n = chainLength(list);
+    if (n < 0) FatalTooDeep();
     return n;
   }
+  // Reports, with the debug loop, a circular list met where a walk needs the list's end;
+  // gives null.
+  _cell* circularList(_symval* frame, long count);
   _cell* tmember(_cell* x, _cell* list);
   _cell* jcons(_cell* a, _cell* d);
   _cell* jnth(long n, _cell* list);
@@ -47,6 +50,7 @@ class cfunction : public cprint {
   // malformed; *rest is the index of the rest parameter (&REST, and &BODY when body), or -1.
   bool walkLambdaList(_symval* frame, long n, _cell* lambdaList, bool body, long* rest);
   _cell* MakeRest(_cell* args, _symval* frame, long count, long mark);
+  // The list of (QUOTE element) forms; null for a circular list.
   _cell* MakeQuoteEach(_cell* list);
   _cell* funcall(_cell* form, _cell* argForms, _symval* frame, long count, long mark);
   _cell* apply(_cell* form, _cell* argForms, _symval* frame, long count, long mark);
@@ -149,7 +153,8 @@ class cfunction : public cprint {
   FILE* openStream(_cell* s) { return s->sub == 's' ? getStream(s) : nullptr; }
 
   // Strings, characters and symbols.
-  _cell* jlength(_cell* value);
+  _cell* jlength(_cell* value, _symval* frame, long count);
+  _cell* lengthOfChain(_cell* chain, _symval* frame, long count);
   _cell* tchar(_cell* args, _symval* frame, long count, long mark);
   _cell* coerce(_cell* args, _symval* frame, long count, long mark);
   _cell* StringEqual(_cell* a, _cell* b);
@@ -159,6 +164,7 @@ class cfunction : public cprint {
   _cell* t_intern(_cell* args, _symval* frame, long count, long mark);
   _cell* t_intern_wide(_cell* args, _symval* frame, long count, long mark);
   _cell* internName(_cell* args, _symval* frame, long count, long mark, bool wide);
+  // 1 when the list holds characters only, 0 when not, -1 when it is circular.
   int isAllMoji(_cell* list);
   long getRealMojiretsuLen(_cell* list);
 

@@ -425,7 +425,7 @@ __attribute__((always_inline)) inline _cell* cfunction::evalu(_cell* form, _symv
     case hLength: {
       NEED1;
       _cell* v = eval(args->car, frame, count, mark);
-      return v ? jlength(v) : nullptr;
+      return v ? jlength(v, frame, count) : nullptr;
     }
     case hCoerce:
       return coerce(args, frame, count, mark);

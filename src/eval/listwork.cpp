@@ -172,6 +172,20 @@ _cell* cfunction::LastCell(_cell* list) {
   return list;
 }
 
+long cfunction::chainLength(_cell* list) {
+  long n = 0;
+  CycleGuard guard;
+  for (; consp(list); list = list->cdr) {
+    if (guard.revisits(list)) return -1;
+    n++;
+  }
+  return n;
+}
+
+_cell* cfunction::circularList(_symval* frame, long count) {
+  return fail("エラー: 循環したリストです。", frame, count);
+}
+
 _cell* cfunction::Copy(_cell* x) {
   if (!consp(x)) return x;
   // Spines are copied with a loop; the conses found in car position wait on a work list.
@@ -181,7 +195,12 @@ _cell* cfunction::Copy(_cell* x) {
   while (!copyWork.empty()) {
     auto [slot, src] = copyWork.back();
     copyWork.pop_back();
+    CycleGuard guard;
     for (; consp(src); src = src->cdr) {
+      if (guard.revisits(src)) {
+        copyWork.clear();
+        return nullptr;
+      }
       _cell* c = getCell();
       *slot = c;
       if (consp(src->car)) {

@@ -60,7 +60,9 @@ _cell* cfunction::MacroExec(_cell* args, _symval* record, _symval* callerFrame, 
   if (x.outcome != kExpanded) return x.form;
   // The copy is evaluated, since evaluation may write into lambda forms of the expansion;
   // the macro frame stays on the local stack meanwhile.
-  _cell* r = evalProtected(Copy(x.form), callerFrame, callerCount, 0);
+  _cell* copy = Copy(x.form);
+  _cell* r = copy ? evalProtected(copy, callerFrame, callerCount, 0)
+                  : circularList(callerFrame, callerCount);
   PopLocStack();
   releaseFrame(x.frame);
   return r;
@@ -73,7 +75,7 @@ _cell* cfunction::MacroExec2(_cell* args, _symval* record, _symval* callerFrame,
   _cell* copy = Copy(x.form);
   PopLocStack();
   releaseFrame(x.frame);
-  return copy;
+  return copy ? copy : circularList(callerFrame, callerCount);
 }
 
 _cell* cfunction::backquote(_cell* args, _symval* frame, long count, long mark) {
@@ -111,7 +113,12 @@ _cell* cfunction::backquote2(_cell* t, _symval* frame, long count, long mark) {
       PopCellStack();
       return fail("エラー: リストでないものは連結できません。", frame, count);
     } else {
-      r = IncCellStack(Copy(v));
+      r = Copy(v);
+      if (!r) {
+        PopCellStack();
+        return circularList(frame, count);
+      }
+      IncCellStack(r);
       LastCell(r)->cdr = tailOrNil(backquote2(formCell->cdr, frame, count, mark));
     }
   } else if (t->car == COMMA) {

@@ -12,8 +12,13 @@ const char kNoArgument[] = "引数が足りません";
 const char kBrokenArray[] = "エラー: 配列が壊れています";
 }  // namespace
 
-_cell* cfunction::jlength(_cell* v) {
-  if (v == NILCell || consp(v)) return IntToCell(tlength(v));
+_cell* cfunction::lengthOfChain(_cell* chain, _symval* frame, long count) {
+  long n = chainLength(chain);
+  return n < 0 ? circularList(frame, count) : IntToCell(n);
+}
+
+_cell* cfunction::jlength(_cell* v, _symval* frame, long count) {
+  if (v == NILCell || consp(v)) return lengthOfChain(v, frame, count);
   if (v->type == 'a') {
     if (v->car->type != 'i') {
       std::puts(kBrokenArray);
@@ -27,7 +32,7 @@ _cell* cfunction::jlength(_cell* v) {
       std::puts(kBrokenArray);
       return nullptr;
     }
-    return IntToCell(tlength(v->cdr->cdr));
+    return lengthOfChain(v->cdr->cdr, frame, count);
   }
   if (v->type == 'r') {
     // Characters between the quotes; an escaped quote or backslash is one character.
@@ -84,12 +89,18 @@ _cell* cfunction::coerce(_cell* args, _symval* frame, long count, long mark) {
   _cell* spec = eval(args->cdr->car, frame, count, mark);
   PopCellStack();
   if (!spec) return nullptr;
-  if (spec == STRING && (obj == NILCell || consp(obj)) && isAllMoji(obj)) {
+  int chars = (spec == STRING && (obj == NILCell || consp(obj))) ? isAllMoji(obj) : 0;
+  if (chars < 0) return circularList(frame, count);
+  if (chars) {
+    // The characters are atoms: the copy cannot meet a cycle.
     _cell* arr = newStringShell();
     arr->cdr->cdr = Copy(obj);
     return arr;
   }
-  if (spec == LIST && isString(obj)) return Copy(obj->cdr->cdr);
+  if (spec == LIST && isString(obj)) {
+    _cell* list = Copy(obj->cdr->cdr);
+    return list ? list : circularList(frame, count);
+  }
   if (spec == FUNCTION) return obj;
   return fail(kCoerceUsage, frame, count);
 }
@@ -98,13 +109,12 @@ _cell* cfunction::StringEqual(_cell* a, _cell* b) {
   if (!isString(a) || !isString(b)) return NILCell;
   _cell* p = a->cdr->cdr;
   _cell* q = b->cdr->cdr;
-  // Byte-exact, so case-sensitive. Only two circular strings of equal bytes never end.
-  CycleGuard pGuard, qGuard;
-  bool pCircular = false, qCircular = false;
+  // Byte-exact, so case-sensitive. The pair of positions goes round a cycle only when both
+  // strings are circular: coming back to a pair already compared, the rest repeats what has
+  // been found equal, so the strings are equal without end.
+  PairGuard guard;
   for (; consp(p) && consp(q); p = p->cdr, q = q->cdr) {
-    pCircular = pCircular || pGuard.revisits(p);
-    qCircular = qCircular || qGuard.revisits(q);
-    if (pCircular && qCircular) FatalTooDeep();
+    if (guard.revisits(p, q)) return TCell;
     if (p->car->type != 'm' || q->car->type != 'm') return NILCell;
     if (static_cast<unsigned char>(chval(p->car)) != static_cast<unsigned char>(chval(q->car)) ||
         static_cast<unsigned char>(ch2val(p->car)) != static_cast<unsigned char>(ch2val(q->car))) {
@@ -197,7 +207,7 @@ int cfunction::isAllMoji(_cell* list) {
   CycleGuard guard;
   for (; consp(list); list = list->cdr) {
     if (list->car->type != 'm') return 0;
-    if (guard.revisits(list)) FatalTooDeep();
+    if (guard.revisits(list)) return -1;
   }
   return list == NILCell;
 }

@@ -94,3 +94,24 @@ class CycleGuard {
   const _cell* saved_ = nullptr;
   long power_ = 1, steps_ = 0;
 };
+
+// The same for a walk along two chains in step: notices when the pair of positions comes
+// back to a pair it has passed.
+class PairGuard {
+ public:
+  bool revisits(const _cell* p, const _cell* q) {
+    if (p == savedP_ && q == savedQ_) return true;
+    if (++steps_ == power_) {
+      savedP_ = p;
+      savedQ_ = q;
+      power_ <<= 1;
+      steps_ = 0;
+    }
+    return false;
+  }
+
+ private:
+  const _cell* savedP_ = nullptr;
+  const _cell* savedQ_ = nullptr;
+  long power_ = 1, steps_ = 0;
+};
