@@ -153,6 +153,12 @@ class cfunction : public cprint {
   FILE* openStream(_cell* s) { return s->sub == 's' ? getStream(s) : nullptr; }
 
   // Strings, characters and symbols.
+  // EQL of two values.
+  static bool eqlValues(const _cell* a, const _cell* b);
+  // EQUAL of two values: atoms EQL, or two strings of the same characters, or conses whose
+  // cars and cdrs are EQUAL; structures tied into knots are equal when they unfold alike.
+  bool equalValues(_cell* x, _cell* y);
+  bool sameAtom(_cell* a, _cell* b);
   _cell* jlength(_cell* value, _symval* frame, long count);
   _cell* lengthOfChain(_cell* chain, _symval* frame, long count);
   _cell* tchar(_cell* args, _symval* frame, long count, long mark);
@@ -237,6 +243,10 @@ class cfunction : public cprint {
   // The exact result of num/den: an integer when the denominator reduces to 1; null after
   // the division message when wrap-around made the denominator 0.
   _cell* exactResult(long num, long den);
+
+  // The definition of EQUAL that the prelude gave, while it stands: calls of it are answered
+  // by equalValues, which agrees with it and also ends on knotted structures.
+  _cell* preludeEqual = nullptr;
 
  private:
   std::vector<std::pair<_cell**, _cell*>> copyWork;

@@ -332,20 +332,7 @@ __attribute__((always_inline)) inline _cell* cfunction::evalu(_cell* form, _symv
     }
     case hEql: {
       EVAL2ARGS(a, b);
-      if (a == b) return TCell;
-      if (a->type != b->type) return NILCell;
-      switch (a->type) {
-        case 'i':
-          return boolCell(ival(a) == ival(b));
-        case 'n':
-          return boolCell(nval(a) == nval(b));
-        case 'b':
-          return boolCell(bunshi(a) == bunshi(b) && bunbo(a) == bunbo(b));
-        case 'm':
-          return boolCell(chval(a) == chval(b) && ch2val(a) == ch2val(b));
-        default:
-          return NILCell;
-      }
+      return boolCell(eqlValues(a, b));
     }
     case hNull: {
       EVAL1ARG(v);
@@ -383,7 +370,8 @@ __attribute__((always_inline)) inline _cell* cfunction::evalu(_cell* form, _symv
       c3->car = BLOCKLISP;
       c3->cdr = c4;
       c4->car = name;
-      c4->cdr = args->cdr->cdr;  // the body
+      c4->cdr = args->cdr->cdr;                                // the body
+      if (rec->value == preludeEqual) preludeEqual = nullptr;  // redefined
       rec->value = c1;
       rec->tag = head->code == hDefun ? 'f' : 'm';
       return name;
@@ -598,7 +586,8 @@ __attribute__((always_inline)) inline _cell* cfunction::evalu(_cell* form, _symv
     return nullptr;
   }
   IncLocStack(newFrame, n);
-  _cell* r = tprogn(def->cdr, newFrame, n, 0);
+  _cell* r = def == preludeEqual ? boolCell(equalValues(newFrame[0].value, newFrame[1].value))
+                                 : tprogn(def->cdr, newFrame, n, 0);
   PopLocStack();
   returnFromValue = nullptr;
   endFrame(newFrame, n, r);
