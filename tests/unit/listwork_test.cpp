@@ -38,6 +38,33 @@ TEST_F(Utilities, PrintedLengthOfACharacterList) {
   EXPECT_EQ(lisp->isAllMoji(read("(#\\a . #\\b)")), 0);
 }
 
+TEST_F(Utilities, CircularChainsAreNoticed) {
+  _cell* l = read("(A B C)");
+  EXPECT_EQ(lisp->chainLength(l), 3);
+  EXPECT_EQ(lisp->chainLength(read("(A . B)")), 1);
+  l->cdr->cdr->cdr = l->cdr;  // (A B C B C ...)
+  EXPECT_EQ(lisp->chainLength(l), -1);
+  EXPECT_EQ(lisp->Copy(l), nullptr);
+  EXPECT_EQ(lisp->MakeQuoteEach(l), nullptr);
+  _cell* chars = read("(#\\a #\\b)");
+  chars->cdr->cdr = chars;
+  EXPECT_EQ(lisp->isAllMoji(chars), -1);
+}
+
+TEST_F(Utilities, EqualComparesUnfoldings) {
+  EXPECT_TRUE(lisp->equalValues(read("(1 (2 \"s\") . 3)"), read("(1 (2 \"s\") . 3)")));
+  EXPECT_FALSE(lisp->equalValues(read("(1 (2 \"s\") . 3)"), read("(1 (2 \"t\") . 3)")));
+  EXPECT_FALSE(lisp->equalValues(read("(1 2)"), read("(1 2 3)")));
+  _cell* a = read("(1 2)");
+  a->cdr->cdr = a;
+  _cell* b = read("(1 2 1 2)");
+  b->cdr->cdr->cdr->cdr = b;
+  _cell* c = read("(1 2 1 3)");
+  c->cdr->cdr->cdr->cdr = c;
+  EXPECT_TRUE(lisp->equalValues(a, b));
+  EXPECT_FALSE(lisp->equalValues(a, c));
+}
+
 TEST(AllBlank, BlanksTabsAndLineEnds) {
   ctextproc t;
   EXPECT_EQ(t.AllBlank(" \t\r\n"), 1);
