@@ -21,7 +21,8 @@ class cfunction : public cprint {
   _cell* tlist2(_cell* args, _symval* frame, long count, _cell** firstOut, long mark);
   _cell* values(_cell* args, _symval* frame, long count, long mark);
   _cell* LastCell(_cell* list);
-  // A copy of every cons reachable from x; null when a chain of cdrs comes back on itself.
+  // A copy of every cons reachable from x; null when x leads back into itself (a chain of cdrs
+  // that comes back, or a knot through the cars), which has no finite copy.
   _cell* Copy(_cell* x);
   // The number of conses along the cdr chain, or -1 when the chain comes back on itself (a
   // circular list has no length).

@@ -1,4 +1,8 @@
 // The small list workers that the special forms share.
+#include <unordered_map>
+#include <utility>
+#include <vector>
+
 #include "eval/cfunction.h"
 #include "top/keywords.h"
 
@@ -186,18 +190,53 @@ _cell* cfunction::circularList(_symval* frame, long count) {
   return fail("エラー: 循環したリストです。", frame, count);
 }
 
+namespace {
+// Conses copied before the copy asks whether the source leads back into itself through its
+// cars: smaller copies never pay for the question.
+constexpr long kUncheckedCopies = 1L << 20;
+
+// Whether some cons reachable from x through cars and cdrs leads back to itself: a walk in
+// depth that meets a cons still on its own path.
+bool knotted(const _cell* x) {
+  std::unordered_map<const _cell*, bool> onPath;  // false once every way out is explored
+  std::vector<std::pair<const _cell*, int>> path{{x, 0}};
+  onPath[x] = true;
+  while (!path.empty()) {
+    auto& [c, next] = path.back();
+    if (next == 2) {
+      onPath[c] = false;
+      path.pop_back();
+      continue;
+    }
+    const _cell* child = next++ == 0 ? c->car : c->cdr;
+    if (!consp(child)) continue;
+    auto it = onPath.find(child);
+    if (it != onPath.end()) {
+      if (it->second) return true;
+      continue;
+    }
+    onPath.emplace(child, true);
+    path.emplace_back(child, 0);
+  }
+  return false;
+}
+}  // namespace
+
 _cell* cfunction::Copy(_cell* x) {
   if (!consp(x)) return x;
   // Spines are copied with a loop; the conses found in car position wait on a work list.
   _cell* result = nullptr;
   copyWork.clear();
   copyWork.emplace_back(&result, x);
+  long copied = 0;
   while (!copyWork.empty()) {
     auto [slot, src] = copyWork.back();
     copyWork.pop_back();
     CycleGuard guard;
     for (; consp(src); src = src->cdr) {
-      if (guard.revisits(src)) {
+      // A knot through the cars would make the copy grow without end; a large structure
+      // without one (shared parts are copied each time they are met) is copied in full.
+      if (guard.revisits(src) || (++copied == kUncheckedCopies && knotted(x))) {
         copyWork.clear();
         return nullptr;
       }
