@@ -1,9 +1,10 @@
 # Two commands do everything: `make run` and `make test`.
 BUILD := build
 ASAN_BUILD := build-asan
+STRESS_BUILD := build-stress
 JOBS := $(shell nproc 2>/dev/null || echo 2)
 
-.PHONY: all build run test test-fast test-sanitize deps clean install
+.PHONY: all build run test test-fast test-sanitize test-stress deps clean install
 
 all: build
 
@@ -31,10 +32,17 @@ test-sanitize: deps
 	cmake --build $(ASAN_BUILD) -j $(JOBS)
 	ctest --test-dir $(ASAN_BUILD) --output-on-failure -j $(JOBS) --no-tests=error
 
-test: test-fast test-sanitize
+# Every transcript, session and example again on the collector stress build, which checks at
+# evaluation steps that nothing the evaluator still needs is left unrooted.
+test-stress:
+	cmake -S . -B $(STRESS_BUILD) -DCMAKE_BUILD_TYPE=Release -DTSUMUGI_STRESS=ON >/dev/null
+	cmake --build $(STRESS_BUILD) -j $(JOBS)
+	ctest --test-dir $(STRESS_BUILD) --output-on-failure -j $(JOBS) --no-tests=error
+
+test: test-fast test-sanitize test-stress
 
 clean:
-	rm -rf $(BUILD) $(ASAN_BUILD)
+	rm -rf $(BUILD) $(ASAN_BUILD) $(STRESS_BUILD)
 
 # Installs build/tsumugi, its man page and its documentation under $(PREFIX), staged under
 # $(DESTDIR) when that is set.
