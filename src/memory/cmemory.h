@@ -252,6 +252,10 @@ class cmemory : public ctextproc {
   _symval* fnBase = nullptr;
   long fnTop = 0;
 
+  // The root stacks. Anything the evaluator reads after an evaluation step must be reachable
+  // from them or from the other roots of forEachRoot (memory/roots.h, the rooting contract):
+  // protect cells with a CellFrame guard and frames with a LocalFrame guard, which put the
+  // tops back on every path out of the protecting function.
   _cell** csBase = nullptr;
   _cell** csTop = nullptr;
   _symval** lsBase = nullptr;
