@@ -104,6 +104,9 @@ __attribute__((always_inline)) inline _cell* cfunction::evalu(_cell* form, _symv
   // Fuzzing: a session ends after a bounded number of evaluation steps.
   if (++fuzzSteps > kFuzzStepBudget) ExitProcess(3);
 #endif
+#ifdef TSUMUGI_STRESS
+  stressStep();
+#endif
   if (freeCells <= 999 || freeNums <= 999 || freeInts <= 999) {
     gc();
   } else if (cellPages.wantsDonors) {
@@ -162,16 +165,13 @@ __attribute__((always_inline)) inline _cell* cfunction::evalu(_cell* form, _symv
   if (!v) return nullptr
 #define EVAL2ARGS(a, b)                                \
   NEED2;                                               \
-  IncCellStack(nullptr);                               \
-  IncCellStack(args);                                  \
+  CellFrame cells(*this);                              \
+  cells.protect(args);                                 \
   _cell* a = eval(args->car, frame, count, mark);      \
-  if (!a) {                                            \
-    PopCellStack();                                    \
-    return nullptr;                                    \
-  }                                                    \
-  IncCellStack(a);                                     \
+  if (!a) return nullptr;                              \
+  cells.protect(a);                                    \
   _cell* b = eval(args->cdr->car, frame, count, mark); \
-  PopCellStack();                                      \
+  cells.release();                                     \
   if (!b) return nullptr
 
   switch (head->code) {
@@ -221,13 +221,13 @@ __attribute__((always_inline)) inline _cell* cfunction::evalu(_cell* form, _symv
     case hPrin1:
     case hPrinc: {
       NEED1;
-      IncCellStack(nullptr);
-      IncCellStack(args);
+      CellFrame cells(*this);
+      cells.protect(args);
       _cell* x = eval(args->car, frame, count, mark);
       FILE* out = programOut;
-      if (x) IncCellStack(x);
+      if (x) cells.protect(x);
       bool ok = x && outputStream(args->cdr, frame, count, mark, &out);
-      PopCellStack();
+      cells.release();
       if (!ok) return nullptr;
       bool toStream = consp(args->cdr);
       if (head->code == hPrinc) {
@@ -264,11 +264,8 @@ __attribute__((always_inline)) inline _cell* cfunction::evalu(_cell* form, _symv
       NEED2;
       _cell* sym = args->car;
       if (sym->type == 's' && sym->sub == 'c') return syntaxError(frame, count);
-      IncCellStack(nullptr);
-      IncCellStack(args);
-      _cell* v = eval(args->cdr->car, frame, count, mark);
-      if (!v) return nullptr;  // deliberately without popping: the loops reset the stacks
-      PopCellStack();
+      _cell* v = evalProtected(args->cdr->car, frame, count, mark);
+      if (!v) return nullptr;
       if (sym->type != 's') return syntaxError(frame, count);
       long i = getLocal(frame, count, sym, 0);
       if (i >= 0) {
@@ -431,17 +428,17 @@ __attribute__((always_inline)) inline _cell* cfunction::evalu(_cell* form, _symv
       return coerce(args, frame, count, mark);
     case hSpaces: {
       NEED1;
-      IncCellStack(nullptr);
-      IncCellStack(args);
+      CellFrame cells(*this);
+      cells.protect(args);
       _cell* n = eval(args->car, frame, count, mark);
       if (n && (n->type != 'i' || ival(n) < 0)) {
-        PopCellStack();
+        cells.release();
         return syntaxError(frame, count);
       }
       FILE* out = programOut;
-      if (n) IncCellStack(n);
+      if (n) cells.protect(n);
       bool ok = n && outputStream(args->cdr, frame, count, mark, &out);
-      PopCellStack();
+      cells.release();
       if (!ok) return nullptr;
       for (long i = ival(n); i > 0; i--) std::fputc(' ', out);
       return TCell;
@@ -591,15 +588,21 @@ __attribute__((always_inline)) inline _cell* cfunction::evalu(_cell* form, _symv
   long n = tlength(lambdaList);
   _symval* newFrame = allocFrame(n);
   if (n > 0 && !newFrame) return fail("エラー: ローカル変数領域の確保に失敗しました", frame, count);
-  int bound = initTemploc(newFrame, n, lambdaList, args, frame, count, mark);
-  if (bound <= 0) {
-    releaseFrame(newFrame);
-    if (bound == 0) return fail("エラー: 引数の数が違います", frame, count);
-    return nullptr;
+  _cell* r;
+  {
+    // The definition stays alive while the call runs, even if an argument form or the body
+    // redefines the function.
+    CellFrame running(*this);
+    running.protect(def);
+    int bound = initTemploc(newFrame, n, lambdaList, args, frame, count, mark);
+    if (bound <= 0) {
+      releaseFrame(newFrame);
+      if (bound == 0) return fail("エラー: 引数の数が違います", frame, count);
+      return nullptr;
+    }
+    LocalFrame local(*this, newFrame, n);
+    r = tprogn(def->cdr, newFrame, n, 0);
   }
-  IncLocStack(newFrame, n);
-  _cell* r = tprogn(def->cdr, newFrame, n, 0);
-  PopLocStack();
   returnFromValue = nullptr;
   endFrame(newFrame, n, r);
   return r;

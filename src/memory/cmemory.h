@@ -60,6 +60,9 @@ class cmemory : public ctextproc {
         takeFree(cellBits, cellCursor, kCells, true, "エラー: セル領域が一杯です。終了します。");
     freeCells--;
     if (i >= cellPages.readyEnd) cellPages.prepare(i);
+#ifdef TSUMUGI_STRESS
+    stressFresh.push_back(i);
+#endif
     _cell* c = cellBase + i;
     c->type = 'l';
     c->sub = 'u';
@@ -124,11 +127,18 @@ class cmemory : public ctextproc {
     first->cdr = second;
     return first;
   }
-  long CellToInt(const _cell* c) { return c->type == 'i' ? ival(c) : 0; }
-  long CellToBunshi(const _cell* c) { return c->type == 'b' ? bunshi(c) : 0; }
-  long CellToBunbo(const _cell* c) { return c->type == 'b' ? bunbo(c) : 0; }
+  long CellToInt(const _cell* c) {
+    return c->type == 'i' ? ival(c) : 0;
+  }
+  long CellToBunshi(const _cell* c) {
+    return c->type == 'b' ? bunshi(c) : 0;
+  }
+  long CellToBunbo(const _cell* c) {
+    return c->type == 'b' ? bunbo(c) : 0;
+  }
 
-  // Root stacks.
+  // Root stacks. What must stay reachable, and from where, is the rooting contract written
+  // above forEachRoot (memory/roots.h): protect with CellFrame and LocalFrame guards.
   _cell* IncCellStack(_cell* c) {
     if (csTop - csBase > kCellStack - 2) Fatal("エラー: セルスタックが一杯です。終了します");
     *csTop++ = c;
@@ -160,6 +170,9 @@ class cmemory : public ctextproc {
   _symval* getFuncval2(_cell* symbol);
 
   // Collector.
+  // Every root of the collector, one call of visit(_cell*) each (memory/roots.h).
+  template <typename Visit>
+  void forEachRoot(Visit&& visit);
   void gc();
   void Disable(_cell* c);
   // At a point where a collection could run: marks into a scratch bitmap when the cell
@@ -192,7 +205,21 @@ class cmemory : public ctextproc {
   _cell* now();
   _cell* timePair(long t);
 
-  bool isCellInArea(const _cell* c) const { return c >= cellBase && c < cellBase + kCells; }
+#ifdef TSUMUGI_STRESS
+  // At the start of an evaluation step: the check of memory/stress.h, when one is due.
+  void stressStep();
+  [[noreturn]] void ReachedPoisoned();
+  long stressCountdown = 0;
+  long stressChecks = 0;
+  MarkBits stressBits;
+  bool stressRecording = false;
+  std::vector<long> stressReached;  // cells (not symbols) the last check reached
+  std::vector<long> stressFresh;    // cells handed out since the last check
+#endif
+
+  bool isCellInArea(const _cell* c) const {
+    return c >= cellBase && c < cellBase + kCells;
+  }
 
   // State.
   _cell* cellBase = nullptr;
@@ -225,6 +252,10 @@ class cmemory : public ctextproc {
   _symval* fnBase = nullptr;
   long fnTop = 0;
 
+  // The root stacks. Anything the evaluator reads after an evaluation step must be reachable
+  // from them or from the other roots of forEachRoot (memory/roots.h, the rooting contract):
+  // protect cells with a CellFrame guard and frames with a LocalFrame guard, which put the
+  // tops back on every path out of the protecting function.
   _cell** csBase = nullptr;
   _cell** csTop = nullptr;
   _symval** lsBase = nullptr;
@@ -233,16 +264,25 @@ class cmemory : public ctextproc {
   _symval** ssTop = nullptr;
 
   FILE* streams[kStreams] = {};
+  // Exits travelling upward: their values are roots while the flags are set.
   int throwFlag = 0;
   int returnFromFlag = 0;
+  _cell* throwTag = nullptr;
+  _cell* throwValue = nullptr;
+  _cell* returnFromName = nullptr;
+  _cell* returnFromValue = nullptr;
   int errorDepth = 0;
 
  protected:
   // Binding frames: zero-filled arrays of records; null for a count of 0 or when the
   // memory cannot be had (the caller reports it).
-  _symval* allocFrame(long n) { return n > 0 ? frames.alloc(n) : nullptr; }
+  _symval* allocFrame(long n) {
+    return n > 0 ? frames.alloc(n) : nullptr;
+  }
   // The form that made a frame has ended with it.
-  void releaseFrame(_symval* f) { frames.release(f); }
+  void releaseFrame(_symval* f) {
+    frames.release(f);
+  }
   // A frame whose value is a closure stays alive, a root on the static stack.
   void keepFrame(_symval* f, long count) {
     IncStaticStack(f, count);
@@ -258,10 +298,19 @@ class cmemory : public ctextproc {
   void sweepEnvHolders(const MarkBits& reached);
   // Marks everything reachable from the roots into these bitmaps (ints and nums optional).
   void markAll(MarkBits& cells, MarkBits* nums, MarkBits* ints);
+  // The marking alone, into bitmaps the caller has cleared; the number of roots visited and
+  // conses reached.
+  long markFromRoots(MarkBits& cells, MarkBits* nums, MarkBits* ints);
   MarkBits* markCells = &cellBits;
   MarkBits* markNums = &numBits;
   MarkBits* markInts = &intBits;
   MarkBits scratchBits;
+  void markCell(long idx) {
+#ifdef TSUMUGI_STRESS
+    if (stressRecording && !markCells->get(idx)) stressReached.push_back(idx);
+#endif
+    markCells->set(idx);
+  }
   long markedConses = 0;  // conses and arrays reached by the last marking
 
   long takeFree(MarkBits& bits, long& cursor, long n, bool isCellArea, const char* fullMessage) {
@@ -290,6 +339,59 @@ class cmemory : public ctextproc {
   _symval* findFunc(_cell* symbol);
   _cell* readElement(const char* text);
   std::vector<_cell*> markStack;
+};
+
+// Protects cells across inner evaluations: pushes a frame marker on the cell stack and puts
+// the top back where it was when the guard goes out of scope, on every path.
+class CellFrame {
+ public:
+  explicit CellFrame(cmemory& m) : m_(m), top_(m.csTop) { m.IncCellStack(nullptr); }
+  ~CellFrame() { release(); }
+  CellFrame(const CellFrame&) = delete;
+  CellFrame& operator=(const CellFrame&) = delete;
+  _cell* protect(_cell* c) { return m_.IncCellStack(c); }
+  // Ends the protection early (where the cells are no longer needed).
+  void release() {
+    if (top_) m_.csTop = top_;
+    top_ = nullptr;
+  }
+
+ private:
+  cmemory& m_;
+  _cell** top_;
+};
+
+// Keeps a binding frame on the local stack (a root) until the guard goes out of scope.
+class LocalFrame {
+ public:
+  LocalFrame(cmemory& m, _symval* frame, long count) : m_(m), top_(m.lsTop) {
+    m.IncLocStack(frame, count);
+  }
+  ~LocalFrame() { m_.lsTop = top_; }
+  LocalFrame(const LocalFrame&) = delete;
+  LocalFrame& operator=(const LocalFrame&) = delete;
+
+ private:
+  cmemory& m_;
+  _symval** top_;
+};
+
+// The cell and local stack tops when a form that receives exits started: whatever the
+// forms it ran left behind (an exit stops them before their pops) goes when it ends.
+class StackTops {
+ public:
+  explicit StackTops(cmemory& m) : m_(m), cells_(m.csTop), locals_(m.lsTop) {}
+  ~StackTops() {
+    m_.csTop = cells_;
+    m_.lsTop = locals_;
+  }
+  StackTops(const StackTops&) = delete;
+  StackTops& operator=(const StackTops&) = delete;
+
+ private:
+  cmemory& m_;
+  _cell** cells_;
+  _symval** locals_;
 };
 
 inline long double CellToNumber(const _cell* c) {

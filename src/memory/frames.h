@@ -6,7 +6,6 @@
 
 #include <cstdint>
 #include <cstring>
-#include <vector>
 
 #include "memory/cell.h"
 
@@ -51,7 +50,8 @@ class FrameKeeper {
     int32_t refs;
     int32_t state;
     long n;
-    Head* next;  // in a list of free frames
+    Head* next;     // in a list of free frames
+    Head* allNext;  // in the list of every pooled frame, for releaseAll
   };
   static_assert(sizeof(Head) % 8 == 0, "records after the head stay aligned");
   static Head* head(_symval* f) { return reinterpret_cast<Head*>(f) - 1; }
@@ -68,5 +68,8 @@ class FrameKeeper {
   // Frames are mostly short and freed in nesting order: small ones are recycled by size.
   static constexpr long kPooled = 32;
   Head* free_[kPooled + 1] = {};
-  std::vector<Head*> all_;  // every frame obtained from the heap
+  // Every pooled frame obtained from the heap, linked through the frames themselves: a
+  // growing array would need ever larger contiguous blocks, which a deep recursion under a
+  // tight address-space limit cannot get.
+  Head* all_ = nullptr;
 };
