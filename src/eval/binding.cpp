@@ -58,6 +58,7 @@ _cell* cfunction::bindAndRun(_cell* args, long k, _symval* frame, long count, lo
       }
       IncCellStack(value);
     }
+    touchFrame(f);
     f[i].symbol = binding->car;
     f[i].value = value;
   }

@@ -112,7 +112,8 @@ _cell* cfunction::backquote2(_cell* t, _symval* frame, long count, long mark) {
       return fail("エラー: リストでないものは連結できません。", frame, count);
     } else {
       r = IncCellStack(Copy(v));
-      LastCell(r)->cdr = tailOrNil(backquote2(formCell->cdr, frame, count, mark));
+      _cell* rest = tailOrNil(backquote2(formCell->cdr, frame, count, mark));
+      setCdr(LastCell(r), rest);
     }
   } else if (t->car == COMMA) {
     if (!consp(t->cdr)) {
@@ -122,18 +123,18 @@ _cell* cfunction::backquote2(_cell* t, _symval* frame, long count, long mark) {
     _cell* c = IncCellStack(getCell());
     _cell* v = eval(t->cdr->car, frame, count, mark);
     if (v) {
-      c->car = v;
-      c->cdr = tailOrNil(backquote2(t->cdr->cdr, frame, count, mark));
+      setCar(c, v);
+      setCdr(c, tailOrNil(backquote2(t->cdr->cdr, frame, count, mark)));
       r = c;
     }
   } else {
     _cell* c = IncCellStack(getCell());
     _cell* a = backquote2(t->car, frame, count, mark);
     if (a) {
-      c->car = a;
+      setCar(c, a);
       _cell* d = backquote2(t->cdr, frame, count, mark);
       if (d) {
-        c->cdr = d;
+        setCdr(c, d);
         r = c;
       }
     }

@@ -9,6 +9,8 @@
 #include "memory/cellpages.h"
 #include "memory/fatal.h"
 #include "memory/frames.h"
+#include "memory/markbits.h"
+#include "memory/stablemarks.h"
 #include "memory/symtab.h"
 #include "reader/ctextproc.h"
 
@@ -28,22 +30,6 @@ constexpr int kStreams = 10;
 extern _cell* NILCell;
 extern _cell* TCell;
 
-// A bitmap of "in use" marks kept beside an area: zero-filled memory means free.
-struct MarkBits {
-  uint64_t* words = nullptr;
-  long size = 0;  // elements
-  bool get(long i) const { return (words[i >> 6] >> (i & 63)) & 1; }
-  void set(long i) { words[i >> 6] |= uint64_t{1} << (i & 63); }
-  // First clear (set) bit in [from, to), or -1.
-  long nextClear(long from, long to) const;
-  long nextSet(long from, long to) const;
-  long count() const;
-  void clear();
-};
-
-// Zero-filled bits for n elements; false when the memory cannot be had.
-bool allocBits(MarkBits& b, long n);
-
 class cmemory : public ctextproc {
  public:
   // Start-up.
@@ -56,8 +42,8 @@ class cmemory : public ctextproc {
 
   // Allocators (rotating search; the last element of each area is never handed out).
   _cell* getCell() {
-    long i =
-        takeFree(cellBits, cellCursor, kCells, true, "エラー: セル領域が一杯です。終了します。");
+    long i = takeFree(cellBits, cellCursor, cellWraps, kCells, true,
+                      "エラー: セル領域が一杯です。終了します。");
     freeCells--;
     if (i >= cellPages.readyEnd) cellPages.prepare(i);
     _cell* c = cellBase + i;
@@ -74,16 +60,16 @@ class cmemory : public ctextproc {
     return c;
   }
   NumElem* getNumber(long double v) {
-    long i =
-        takeFree(numBits, numCursor, kNumbers, false, "エラー: 数値領域が一杯です。終了します。");
+    long i = takeFree(numBits, numCursor, numWraps, kNumbers, false,
+                      "エラー: 数値領域が一杯です。終了します。");
     freeNums--;
     numBase[i].mark = 'd';
     numBase[i].value = v;
     return numBase + i;
   }
   IntElem* getInt(long v) {
-    long i =
-        takeFree(intBits, intCursor, kIntegers, false, "エラー: 整数領域が一杯です。終了します。");
+    long i = takeFree(intBits, intCursor, intWraps, kIntegers, false,
+                      "エラー: 整数領域が一杯です。終了します。");
     freeInts--;
     intBase[i].mark = 'd';
     intBase[i].value = v;
@@ -138,12 +124,21 @@ class cmemory : public ctextproc {
     do {
       --csTop;
     } while (*csTop != nullptr);
+    if (csTop < csLow) csLow = csTop;
   }
   void IncLocStack(_symval* frame, long count);
   void PopLocStack() {
     do {
       --lsTop;
     } while (*lsTop != nullptr);
+    if (lsTop < lsLow) lsLow = lsTop;
+  }
+  // Sets the stack tops back to where an evaluation began.
+  void restoreStacks(_cell** cellTop, _symval** localTop) {
+    csTop = cellTop;
+    lsTop = localTop;
+    if (csTop < csLow) csLow = csTop;
+    if (lsTop < lsLow) lsLow = lsTop;
   }
   void IncStaticStack(_symval* frame, long count);
 
@@ -162,6 +157,25 @@ class cmemory : public ctextproc {
   // Collector.
   void gc();
   void Disable(_cell* c);
+  // Write barriers: call before changing a field of an existing cell (car, cdr, values, env,
+  // type), a record of an existing frame, or the root tables (global variables, functions,
+  // the static stack). They tell the collector that the marks it kept may be out of date.
+  void touchCell(const _cell* c) {
+    if (stable.valid && isCellInArea(c) && stable.cells.bits.get(c - cellBase)) stable.dirty = true;
+  }
+  void touchFrame(_symval* f) {
+    if (stable.valid && f && frames.covered(f, stable.epoch)) stable.dirty = true;
+  }
+  void touchRoots() { stable.dirty = true; }
+  // Writes to a cell that may be older than the last evaluation step.
+  void setCar(_cell* c, _cell* v) {
+    touchCell(c);
+    c->car = v;
+  }
+  void setCdr(_cell* c, _cell* v) {
+    touchCell(c);
+    c->cdr = v;
+  }
   // At a point where a collection could run: marks into a scratch bitmap when the cell
   // area's memory wants regions to reuse (see CellPages); changes nothing visible.
   void findFreeRegions();
@@ -198,6 +212,7 @@ class cmemory : public ctextproc {
   _cell* cellBase = nullptr;
   CellPages cellPages;
   long cellCursor = 0;
+  long cellWraps = 0;
   MarkBits cellBits;
   int wrapped = 0;
   long freeCells = 0;
@@ -212,11 +227,13 @@ class cmemory : public ctextproc {
 
   NumElem* numBase = nullptr;
   long numCursor = 0;
+  long numWraps = 0;
   MarkBits numBits;
   long freeNums = 0;
 
   IntElem* intBase = nullptr;
   long intCursor = 0;
+  long intWraps = 0;
   MarkBits intBits;
   long freeInts = 0;
 
@@ -231,6 +248,9 @@ class cmemory : public ctextproc {
   _symval** lsTop = nullptr;
   _symval** ssBase = nullptr;
   _symval** ssTop = nullptr;
+  // The lowest the stack tops have been since the last collection.
+  _cell** csLow = nullptr;
+  _symval** lsLow = nullptr;
 
   FILE* streams[kStreams] = {};
   int throwFlag = 0;
@@ -255,20 +275,67 @@ class cmemory : public ctextproc {
  private:
   // Closure conses whose env points at a frame; the collector drops the dead ones.
   std::vector<_cell*> envHolders;
-  void sweepEnvHolders(const MarkBits& reached);
+  // Drops the frames of the closures from index `from` on that `reached` does not hold.
+  void sweepEnvHolders(const MarkBits& reached, size_t from);
   // Marks everything reachable from the roots into these bitmaps (ints and nums optional).
   void markAll(MarkBits& cells, MarkBits* nums, MarkBits* ints);
+  // Which roots a marking pass starts from: the stack entries in [from, to) and, when
+  // `tables` is set, the static stack and the global variable and function tables.
+  struct RootSpan {
+    long cellFrom, cellTo, localFrom, localTo;
+    bool tables;
+  };
+  void markRoots(const RootSpan& span);
+  void clearMarks(MarkBits& cells, MarkBits* nums, MarkBits* ints);
+  // The collection itself, from the kept marks when they can be used, else in full.
+  bool collectFromStableMarks();
+  void collectFully();
+  bool keepStableMarks();
+  void extendStableMarks(long cellDepth, long localDepth);
+  void restoreArea(MarkBits& bits, AreaMarks& kept, long cursor, long wraps);
+  void coverFrames(long from, long to);
+  void startInterval();
+  void checkAgainstFullMarking();
+  StableMarks stable;
+  // While set, every bit the marking sets is also noted here (see StableMarks).
+  bool logging = false;
+  void markCell(long i) {
+    if (logging) {
+      if (markCells->get(i)) return;
+      note(stable.cells, i);
+    }
+    markCells->set(i);
+  }
+  void markElem(MarkBits* bits, AreaMarks& kept, long e) {
+    if (logging) {
+      if (bits->get(e)) return;
+      note(kept, e);
+    }
+    bits->set(e);
+  }
+  void note(AreaMarks& kept, long i) {
+    kept.upper.push_back(static_cast<uint32_t>(i));
+    if (kept.upper.size() > kMaxNoted) {
+      stable.overflow = true;
+      logging = false;
+    }
+  }
+  static constexpr size_t kMaxNoted = size_t{1} << 22;
+  MarkBits checkNums, checkInts;
+  void noteValuesHead(const _cell* owner, const _cell* head);
   MarkBits* markCells = &cellBits;
   MarkBits* markNums = &numBits;
   MarkBits* markInts = &intBits;
   MarkBits scratchBits;
   long markedConses = 0;  // conses and arrays reached by the last marking
 
-  long takeFree(MarkBits& bits, long& cursor, long n, bool isCellArea, const char* fullMessage) {
+  long takeFree(MarkBits& bits, long& cursor, long& wraps, long n, bool isCellArea,
+                const char* fullMessage) {
     // Most of the time the element under the cursor is free.
     long i = bits.get(cursor) ? bits.nextClear(cursor, n - 1) : cursor;
     if (i < 0) {
       // The cursor passes the last element and starts again.
+      wraps++;
       if (isCellArea) cellWrapped();
       i = bits.nextClear(0, cursor);
       if (i < 0) Fatal(fullMessage);
@@ -277,6 +344,7 @@ class cmemory : public ctextproc {
     cursor = i + 1;
     if (cursor == n - 1) {
       cursor = 0;
+      wraps++;
       if (isCellArea) cellWrapped();
     }
     return i;

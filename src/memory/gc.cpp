@@ -5,18 +5,25 @@
 #include "memory/cmemory.h"
 
 void cmemory::gc() {
-  // Reset: everything free but the symbol cells, which are never reclaimed.
-  markAll(cellBits, &numBits, &intBits);
-  cellPages.afterCollection(cellBits, cellCursor, markedConses);
-
+  if (!collectFromStableMarks()) collectFully();
+#ifdef TSUMUGI_GC_CHECK
+  checkAgainstFullMarking();
+#endif
   long cells = cellBits.count();
   long nums = numBits.count();
   long ints = intBits.count();
+  if (stable.valid) {
+    // The same numbers without a pass over the bitmaps.
+    cells = stable.cells.count + static_cast<long>(stable.cells.upper.size());
+    nums = stable.nums.count + static_cast<long>(stable.nums.upper.size());
+    ints = stable.ints.count + static_cast<long>(stable.ints.upper.size());
+  }
   freeCells = kCells - cells;
   freeNums = kNumbers - nums;
   freeInts = kIntegers - ints;
   std::printf("gc: セル %ld個 浮動小数点数 %ld個 整数 %ld個 使用中 %c\n", cells, nums, ints,
               wrapped ? '*' : ' ');
+  startInterval();
 }
 
 void cmemory::findFreeRegions() {
@@ -28,33 +35,44 @@ void cmemory::findFreeRegions() {
     return;
   }
   markAll(scratchBits, nullptr, nullptr);
+  stable.holders = 0;  // the sweep may have moved closures into the kept prefix
   cellPages.afterCollection(scratchBits, cellCursor, markedConses);
 }
 
-void cmemory::markAll(MarkBits& cells, MarkBits* nums, MarkBits* ints) {
+void cmemory::clearMarks(MarkBits& cells, MarkBits* nums, MarkBits* ints) {
+  // Everything free but the symbol cells, which are never reclaimed.
   cells.clear();
   for (uint32_t i : allSymbols) cells.set(i);
   if (nums) nums->clear();
   if (ints) ints->clear();
+  markedConses = 0;
+}
+
+void cmemory::markAll(MarkBits& cells, MarkBits* nums, MarkBits* ints) {
+  clearMarks(cells, nums, ints);
   markCells = &cells;
   markNums = nums;
   markInts = ints;
-  markedConses = 0;
-  for (_cell** p = csBase; p < csTop; p++) {
+  markRoots({0, csTop - csBase, 0, lsTop - lsBase, true});
+  sweepEnvHolders(cells, 0);
+  markCells = &cellBits;
+  markNums = &numBits;
+  markInts = &intBits;
+}
+
+void cmemory::markRoots(const RootSpan& span) {
+  for (_cell** p = csBase + span.cellFrom; p < csBase + span.cellTo; p++) {
     if (*p) Disable(*p);
   }
-  for (_symval** p = lsBase; p < lsTop; p++) {
+  for (_symval** p = lsBase + span.localFrom; p < lsBase + span.localTo; p++) {
     if (*p && (*p)->symbol) Disable((*p)->value);
   }
+  if (!span.tables) return;
   for (_symval** p = ssBase; p < ssTop; p++) {
     if (*p && (*p)->symbol) Disable((*p)->value);
   }
   for (long i = 0; i < gvTop; i++) Disable(gvBase[i].value);
   for (long i = 0; i < fnTop; i++) Disable(fnBase[i].value);
-  sweepEnvHolders(cells);
-  markCells = &cellBits;
-  markNums = &numBits;
-  markInts = &intBits;
 }
 
 void cmemory::Disable(_cell* root) {
@@ -70,22 +88,22 @@ void cmemory::Disable(_cell* root) {
       switch (x->type) {
         case 's':
         case 'm':
-          markCells->set(idx);
+          markCell(idx);
           valuesStep = true;
           break;
         case 'i':
         case 'n':
         case 'b':
-          markCells->set(idx);
+          markCell(idx);
           if (x->type == 'n') {
             long e = reinterpret_cast<NumElem*>(x->car) - numBase;
-            if (markNums && e >= 0 && e < kNumbers) markNums->set(e);
+            if (markNums && e >= 0 && e < kNumbers) markElem(markNums, stable.nums, e);
           } else if (markInts) {
             long e = reinterpret_cast<IntElem*>(x->car) - intBase;
-            if (e >= 0 && e < kIntegers) markInts->set(e);
+            if (e >= 0 && e < kIntegers) markElem(markInts, stable.ints, e);
             if (x->type == 'b') {
               e = reinterpret_cast<IntElem*>(x->cdr) - intBase;
-              if (e >= 0 && e < kIntegers) markInts->set(e);
+              if (e >= 0 && e < kIntegers) markElem(markInts, stable.ints, e);
             }
           }
           valuesStep = true;
@@ -93,7 +111,7 @@ void cmemory::Disable(_cell* root) {
         case 'l':
         case 'a':
           if (markCells->get(idx)) break;
-          markCells->set(idx);
+          markCell(idx);
           markedConses++;
           if (x->values)
             markStack.push_back(reinterpret_cast<_cell*>(reinterpret_cast<uintptr_t>(x) | 1));
@@ -107,7 +125,8 @@ void cmemory::Disable(_cell* root) {
         // The first cons of the values list is marked without following its car.
         _cell* v = x->values;
         if (isCellInArea(v)) {
-          markCells->set(v - cellBase);
+          noteValuesHead(x, v);
+          markCell(v - cellBase);
           if (v->cdr && v->cdr->type == 'l') {
             x = v->cdr;
             continue;
@@ -121,9 +140,10 @@ void cmemory::Disable(_cell* root) {
     if (reinterpret_cast<uintptr_t>(x) & 1) {
       x = reinterpret_cast<_cell*>(reinterpret_cast<uintptr_t>(x) & ~uintptr_t{1});
       _cell* v = x->values;
+      if (isCellInArea(v)) noteValuesHead(x, v);
       x = nullptr;
       if (isCellInArea(v)) {
-        markCells->set(v - cellBase);
+        markCell(v - cellBase);
         if (v->cdr && v->cdr->type == 'l') x = v->cdr;
       }
     }
@@ -131,6 +151,7 @@ void cmemory::Disable(_cell* root) {
 }
 
 void cmemory::captureFrame(_cell* lambda, _symval* f, long count) {
+  touchCell(lambda);
   if (lambda->env != f) {
     frames.incref(f);
     frames.decref(lambda->env);
@@ -143,10 +164,11 @@ void cmemory::captureFrame(_cell* lambda, _symval* f, long count) {
   }
 }
 
-void cmemory::sweepEnvHolders(const MarkBits& reached) {
+void cmemory::sweepEnvHolders(const MarkBits& reached, size_t from) {
   // A closure cons nothing reaches any more lets go of its frame.
-  size_t kept = 0;
-  for (_cell* c : envHolders) {
+  size_t kept = from;
+  for (size_t i = from; i < envHolders.size(); i++) {
+    _cell* c = envHolders[i];
     if (reached.get(c - cellBase) && c->env) {
       envHolders[kept++] = c;
     } else {

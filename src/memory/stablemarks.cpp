@@ -1,0 +1,224 @@
+// Collections that start from the marks the previous one kept (see stablemarks.h).
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+#include "memory/cmemory.h"
+
+namespace {
+// Copies the words of `from` that hold the bits [first, last) into `to`.
+void copyWords(MarkBits& to, const MarkBits& from, long first, long last) {
+  if (first >= last) return;
+  long w0 = first >> 6;
+  long w1 = (last + 63) >> 6;
+  std::memcpy(to.words + w0, from.words + w0, sizeof(uint64_t) * static_cast<size_t>(w1 - w0));
+}
+}  // namespace
+
+void cmemory::noteValuesHead(const _cell* owner, const _cell* head) {
+  // The values step marks the first cons and follows its cdr when that is a list; a full
+  // visit would also follow its car, another cdr and its own values. When those add
+  // nothing (the car is the owner itself or a plain symbol, the cdr a list or a plain
+  // symbol, no values), the step and a full visit mark the same, whichever comes first.
+  auto plain = [&](const _cell* c) {
+    return !c || !isCellInArea(c) || c == owner || (c->type == 's' && !c->values) || c->type == 'r';
+  };
+  if (head->values || !plain(head->car) || !(plain(head->cdr) || head->cdr->type == 'l'))
+    stable.tangled = true;
+}
+
+void cmemory::collectFully() {
+  if (keepStableMarks()) {
+    long cellTop = csTop - csBase;
+    long localTop = lsTop - lsBase;
+    stable.cellDepth = std::max(0L, cellTop - stable.margin);
+    stable.localDepth = std::max(0L, localTop - stable.margin);
+    clearMarks(cellBits, &numBits, &intBits);
+    stable.tangled = false;
+    stable.overflow = false;
+    stable.cells.upper.clear();
+    stable.nums.upper.clear();
+    stable.ints.upper.clear();
+    markRoots({0, stable.cellDepth, 0, stable.localDepth, true});
+    if (!stable.tangled) {
+      std::memcpy(stable.cells.bits.words, cellBits.words, sizeof(uint64_t) * ((kCells + 63) >> 6));
+      std::memcpy(stable.nums.bits.words, numBits.words, sizeof(uint64_t) * ((kNumbers + 63) >> 6));
+      std::memcpy(stable.ints.bits.words, intBits.words,
+                  sizeof(uint64_t) * ((kIntegers + 63) >> 6));
+      stable.cells.count = cellBits.count();
+      stable.nums.count = numBits.count();
+      stable.ints.count = intBits.count();
+      stable.epoch++;
+      for (_symval** p = ssBase; p < ssTop; p++) {
+        if (!*p && p + 1 < ssTop && p[1]) frames.cover(p[1], stable.epoch);
+      }
+      coverFrames(0, stable.localDepth);
+      logging = true;
+      markRoots({stable.cellDepth, cellTop, stable.localDepth, localTop, false});
+      logging = false;
+    }
+    if (stable.overflow && !stable.tangled) {
+      // A correct marking, but too much of it lies above the stable part to be undone.
+      stable.valid = false;
+      sweepEnvHolders(cellBits, 0);
+      cellPages.afterCollection(cellBits, cellCursor, markedConses);
+      return;
+    }
+    if (!stable.tangled) {
+      sweepEnvHolders(cellBits, 0);
+      // The closures the kept marks reach come first: later sweeps need not look at them.
+      auto firstOther = std::stable_partition(envHolders.begin(), envHolders.end(), [&](_cell* c) {
+        return stable.cells.bits.get(c - cellBase);
+      });
+      stable.holders = static_cast<size_t>(firstOther - envHolders.begin());
+      stable.valid = true;
+      cellPages.afterCollection(cellBits, cellCursor, markedConses);
+      return;
+    }
+  }
+  // The marking in the order of the roots, which decides what a tangled values list keeps.
+  stable.valid = false;
+  markAll(cellBits, &numBits, &intBits);
+  cellPages.afterCollection(cellBits, cellCursor, markedConses);
+}
+
+bool cmemory::keepStableMarks() {
+  if (stable.cells.bits.words) return true;
+  return allocBits(stable.cells.bits, kCells) && allocBits(stable.nums.bits, kNumbers) &&
+         allocBits(stable.ints.bits, kIntegers);
+}
+
+bool cmemory::collectFromStableMarks() {
+  if (!stable.valid || stable.dirty) return false;
+  if (csLow < csBase + stable.cellDepth || lsLow < lsBase + stable.localDepth) {
+    // The stacks went deeper down than the stable part allowed for.
+    stable.margin = std::min(stable.margin * 2, 1L << 20);
+    return false;
+  }
+  restoreArea(cellBits, stable.cells, cellCursor, cellWraps);
+  restoreArea(numBits, stable.nums, numCursor, numWraps);
+  restoreArea(intBits, stable.ints, intCursor, intWraps);
+  // Symbols made since are in use for good.
+  for (size_t i = stable.symbols; i < allSymbols.size(); i++) {
+    long idx = allSymbols[i];
+    if (!stable.cells.bits.get(idx)) {
+      stable.cells.bits.set(idx);
+      stable.cells.count++;
+    }
+    cellBits.set(idx);
+  }
+  stable.tangled = false;
+  stable.overflow = false;
+  markedConses = 0;
+  long cellTop = csTop - csBase;
+  long localTop = lsTop - lsBase;
+  extendStableMarks(std::max(stable.cellDepth, cellTop - stable.margin),
+                    std::max(stable.localDepth, localTop - stable.margin));
+  logging = true;
+  markRoots({stable.cellDepth, cellTop, stable.localDepth, localTop, false});
+  logging = false;
+  if (stable.tangled || stable.overflow) return false;
+  sweepEnvHolders(cellBits, stable.holders);
+  return true;
+}
+
+void cmemory::extendStableMarks(long cellDepth, long localDepth) {
+  // The stacks grew: the part that is now deep enough joins the stable roots.
+  if (cellDepth == stable.cellDepth && localDepth == stable.localDepth) return;
+  logging = true;
+  markRoots({stable.cellDepth, cellDepth, stable.localDepth, localDepth, false});
+  logging = false;
+  if (stable.overflow) return;  // the caller falls back to a full collection
+  auto fold = [](AreaMarks& area) {
+    for (uint32_t i : area.upper) area.bits.set(i);
+    area.count += static_cast<long>(area.upper.size());
+    area.upper.clear();
+  };
+  fold(stable.cells);
+  fold(stable.nums);
+  fold(stable.ints);
+  coverFrames(stable.localDepth, localDepth);
+  stable.cellDepth = cellDepth;
+  stable.localDepth = localDepth;
+}
+
+void cmemory::restoreArea(MarkBits& bits, AreaMarks& kept, long cursor, long wraps) {
+  // The bits set since the last collection: those of its marking beyond the kept ones, and
+  // the allocator's, all between the cursor then and the cursor now.
+  for (uint32_t i : kept.upper) bits.words[i >> 6] &= ~(uint64_t{1} << (i & 63));
+  kept.upper.clear();
+  if (wraps == kept.wraps && cursor >= kept.cursor) {
+    copyWords(bits, kept.bits, kept.cursor, cursor);
+  } else if (wraps == kept.wraps + 1 && cursor < kept.cursor) {
+    copyWords(bits, kept.bits, kept.cursor, bits.size);
+    copyWords(bits, kept.bits, 0, cursor);
+  } else {
+    copyWords(bits, kept.bits, 0, bits.size);
+  }
+}
+
+void cmemory::coverFrames(long from, long to) {
+  // A frame's records follow the null entry that IncLocStack puts before them; the frame a
+  // span starts inside of is covered too.
+  if (from >= to) return;
+  long i = from;
+  while (i > 0 && lsBase[i - 1]) i--;
+  if (i > 0 && lsBase[i]) frames.cover(lsBase[i], stable.epoch);
+  for (; i < to; i++) {
+    if (!lsBase[i] && i + 1 < lsTop - lsBase && lsBase[i + 1])
+      frames.cover(lsBase[i + 1], stable.epoch);
+  }
+}
+
+void cmemory::startInterval() {
+  stable.dirty = false;
+  stable.symbols = allSymbols.size();
+  stable.cells.cursor = cellCursor;
+  stable.cells.wraps = cellWraps;
+  stable.nums.cursor = numCursor;
+  stable.nums.wraps = numWraps;
+  stable.ints.cursor = intCursor;
+  stable.ints.wraps = intWraps;
+  csLow = csTop;
+  lsLow = lsTop;
+}
+
+#ifdef TSUMUGI_GC_CHECK
+// Self-check build: every collection is compared with a full marking in the order of the
+// roots; a difference ends the process at once.
+void cmemory::checkAgainstFullMarking() {
+  if (!scratchBits.words && !allocBits(scratchBits, kCells)) return;
+  if (!checkNums.words && !allocBits(checkNums, kNumbers)) return;
+  if (!checkInts.words && !allocBits(checkInts, kIntegers)) return;
+  bool wasLogging = logging;
+  logging = false;
+  long conses = markedConses;
+  clearMarks(scratchBits, &checkNums, &checkInts);
+  markCells = &scratchBits;
+  markNums = &checkNums;
+  markInts = &checkInts;
+  markRoots({0, csTop - csBase, 0, lsTop - lsBase, true});
+  markCells = &cellBits;
+  markNums = &numBits;
+  markInts = &intBits;
+  markedConses = conses;
+  logging = wasLogging;
+  auto same = [](const MarkBits& a, const MarkBits& b) {
+    return std::memcmp(a.words, b.words,
+                       sizeof(uint64_t) * static_cast<size_t>((a.size + 63) >> 6)) == 0;
+  };
+  bool ok = same(scratchBits, cellBits) && same(checkNums, numBits) && same(checkInts, intBits);
+  if (ok && stable.valid) {
+    ok = stable.cells.count + static_cast<long>(stable.cells.upper.size()) == cellBits.count() &&
+         stable.nums.count + static_cast<long>(stable.nums.upper.size()) == numBits.count() &&
+         stable.ints.count + static_cast<long>(stable.ints.upper.size()) == intBits.count();
+  }
+  if (!ok) {
+    std::fputs("gc check: the collection differs from a full marking\n", stderr);
+    std::abort();
+  }
+}
+#else
+void cmemory::checkAgainstFullMarking() {}
+#endif
