@@ -110,6 +110,9 @@ __attribute__((always_inline)) inline _cell* cfunction::evalu(_cell* form, _symv
   } else if (cellPages.wantsDonors) {
     findFreeRegions();
   }
+#ifdef TSUMUGI_GC_CHECK
+  checkStableMarks();
+#endif
   pt = 0;
   switch (form->type) {
     case 'l':

@@ -167,6 +167,8 @@ class cmemory : public ctextproc {
     if (stable.valid && f && frames.covered(f, stable.epoch)) stable.dirty = true;
   }
   void touchRoots() { stable.dirty = true; }
+  // Self-check build: the kept marks still are what the stable roots reach.
+  void checkStableMarks();
   // Writes to a cell that may be older than the last evaluation step.
   void setCar(_cell* c, _cell* v) {
     touchCell(c);

@@ -29,6 +29,7 @@ void cmemory::noteValuesHead(const _cell* owner, const _cell* head) {
 }
 
 void cmemory::collectFully() {
+  stable.shadow = false;
   if (keepStableMarks()) {
     long cellTop = csTop - csBase;
     long localTop = lsTop - lsBase;
@@ -90,7 +91,7 @@ bool cmemory::keepStableMarks() {
 }
 
 bool cmemory::collectFromStableMarks() {
-  if (!stable.valid || stable.dirty) return false;
+  if (!stable.valid || stable.dirty || stable.shadow) return false;
   if (csLow < csBase + stable.cellDepth || lsLow < lsBase + stable.localDepth) {
     // The stacks went deeper down than the stable part allowed for.
     stable.margin = std::min(stable.margin * 2, 1L << 20);
@@ -219,6 +220,70 @@ void cmemory::checkAgainstFullMarking() {
     std::abort();
   }
 }
+
+void cmemory::checkStableMarks() {
+  // Between collections, whenever the next one would start from the kept marks, they must
+  // be exactly what the stable roots reach now: a write that missed its barrier shows here.
+  // When there are no such marks, some are taken now (without a collection) to be checked
+  // later on.
+  // Checks cost as much as the stacks are deep: they come rarer when the stacks are deep.
+  static long steps = 0, due = 0;
+  if (++steps < due) return;
+  due = steps + 7 + ((csTop - csBase) + (lsTop - lsBase)) / 16;
+  if (!scratchBits.words && !allocBits(scratchBits, kCells)) return;
+  if (!checkNums.words && !allocBits(checkNums, kNumbers)) return;
+  if (!checkInts.words && !allocBits(checkInts, kIntegers)) return;
+  if (!keepStableMarks()) return;
+  bool wasTangled = stable.tangled;
+  long conses = markedConses;
+  auto markStable = [&](MarkBits& cells, MarkBits& nums, MarkBits& ints) {
+    clearMarks(cells, &nums, &ints);
+    markCells = &cells;
+    markNums = &nums;
+    markInts = &ints;
+    markRoots({0, stable.cellDepth, 0, stable.localDepth, true});
+    markCells = &cellBits;
+    markNums = &numBits;
+    markInts = &intBits;
+    markedConses = conses;
+    stable.tangled = wasTangled;
+  };
+  if (!stable.valid || stable.dirty || csLow < csBase + stable.cellDepth ||
+      lsLow < lsBase + stable.localDepth) {
+    if (stable.valid && !stable.shadow) return;  // the next collection is a full one
+    stable.cellDepth = std::max(0L, (csTop - csBase) - steps % 100);
+    stable.localDepth = std::max(0L, (lsTop - lsBase) - steps % 100);
+    markStable(stable.cells.bits, stable.nums.bits, stable.ints.bits);
+    stable.epoch++;
+    for (_symval** p = ssBase; p < ssTop; p++) {
+      if (!*p && p + 1 < ssTop && p[1]) frames.cover(p[1], stable.epoch);
+    }
+    coverFrames(0, stable.localDepth);
+    stable.valid = stable.shadow = true;
+    stable.dirty = false;
+    stable.symbols = allSymbols.size();
+    csLow = csTop;
+    lsLow = lsTop;
+    return;
+  }
+  markStable(scratchBits, checkNums, checkInts);
+  // Symbols made since the last collection join the kept marks at the next one.
+  for (size_t i = stable.symbols; i < allSymbols.size(); i++) {
+    if (!stable.cells.bits.get(allSymbols[i])) {
+      scratchBits.words[allSymbols[i] >> 6] &= ~(uint64_t{1} << (allSymbols[i] & 63));
+    }
+  }
+  auto same = [](const MarkBits& a, const MarkBits& b) {
+    return std::memcmp(a.words, b.words,
+                       sizeof(uint64_t) * static_cast<size_t>((a.size + 63) >> 6)) == 0;
+  };
+  if (!same(scratchBits, stable.cells.bits) || !same(checkNums, stable.nums.bits) ||
+      !same(checkInts, stable.ints.bits)) {
+    std::fputs("gc check: a write changed the kept marks without its barrier\n", stderr);
+    std::abort();
+  }
+}
 #else
 void cmemory::checkAgainstFullMarking() {}
+void cmemory::checkStableMarks() {}
 #endif

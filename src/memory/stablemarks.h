@@ -31,6 +31,7 @@ struct AreaMarks {
 struct StableMarks {
   bool valid = false;     // the kept marks may be used
   bool dirty = false;     // something they were taken from has changed
+  bool shadow = false;    // self-check build: taken between collections, only to be checked
   long cellDepth = 0;     // cell stack entries below this are stable roots
   long localDepth = 0;    // the same for the local stack
   size_t symbols = 0;     // symbols made before the last collection
