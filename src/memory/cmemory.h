@@ -114,7 +114,8 @@ class cmemory : public ctextproc {
   long CellToBunshi(const _cell* c) { return c->type == 'b' ? bunshi(c) : 0; }
   long CellToBunbo(const _cell* c) { return c->type == 'b' ? bunbo(c) : 0; }
 
-  // Root stacks.
+  // Root stacks. What must stay reachable, and from where, is the rooting contract written
+  // above forEachRoot (memory/roots.h): protect with CellFrame and LocalFrame guards.
   _cell* IncCellStack(_cell* c) {
     if (csTop - csBase > kCellStack - 2) Fatal("エラー: セルスタックが一杯です。終了します");
     *csTop++ = c;
@@ -135,10 +136,17 @@ class cmemory : public ctextproc {
   }
   // Sets the stack tops back to where an evaluation began.
   void restoreStacks(_cell** cellTop, _symval** localTop) {
-    csTop = cellTop;
-    lsTop = localTop;
-    if (csTop < csLow) csLow = csTop;
-    if (lsTop < lsLow) lsLow = lsTop;
+    setCellTop(cellTop);
+    setLocalTop(localTop);
+  }
+  // Every lowering of a stack top goes through these (the collector watches how low).
+  void setCellTop(_cell** top) {
+    csTop = top;
+    if (top < csLow) csLow = top;
+  }
+  void setLocalTop(_symval** top) {
+    lsTop = top;
+    if (top < lsLow) lsLow = top;
   }
   void IncStaticStack(_symval* frame, long count);
 
@@ -155,6 +163,25 @@ class cmemory : public ctextproc {
   _symval* getFuncval2(_cell* symbol);
 
   // Collector.
+  // Every root of the collector, one call of visit(_cell*) each (memory/roots.h).
+  template <typename Visit>
+  void forEachRoot(Visit&& visit);
+  // Which roots: the cell and local stack entries in [from, to); with `tables`, the static
+  // stack and the global variable and function tables; with `exits`, the values of pending
+  // exits; and the symbols from index symbolsFrom of allSymbols on that carry values.
+  struct RootSpan {
+    long cellFrom, cellTo, localFrom, localTo;
+    bool tables, exits;
+    size_t symbolsFrom;
+  };
+  RootSpan allRoots() const { return {0, csTop - csBase, 0, lsTop - lsBase, true, true, 0}; }
+  // The roots above the stable part (see StableMarks).
+  RootSpan upperRoots() const {
+    return {stable.cellDepth, csTop - csBase, stable.localDepth, lsTop - lsBase, false, true,
+            allSymbols.size()};
+  }
+  template <typename Visit>
+  void forEachRoot(const RootSpan& span, Visit&& visit);
   void gc();
   void Disable(_cell* c);
   // Write barriers: call before changing a field of an existing cell (car, cdr, values, env,
@@ -255,8 +282,13 @@ class cmemory : public ctextproc {
   _symval** lsLow = nullptr;
 
   FILE* streams[kStreams] = {};
+  // Exits travelling upward: their values are roots while the flags are set.
   int throwFlag = 0;
   int returnFromFlag = 0;
+  _cell* throwTag = nullptr;
+  _cell* throwValue = nullptr;
+  _cell* returnFromName = nullptr;
+  _cell* returnFromValue = nullptr;
   int errorDepth = 0;
 
  protected:
@@ -281,12 +313,6 @@ class cmemory : public ctextproc {
   void sweepEnvHolders(const MarkBits& reached, size_t from);
   // Marks everything reachable from the roots into these bitmaps (ints and nums optional).
   void markAll(MarkBits& cells, MarkBits* nums, MarkBits* ints);
-  // Which roots a marking pass starts from: the stack entries in [from, to) and, when
-  // `tables` is set, the static stack and the global variable and function tables.
-  struct RootSpan {
-    long cellFrom, cellTo, localFrom, localTo;
-    bool tables;
-  };
   void markRoots(const RootSpan& span);
   void clearMarks(MarkBits& cells, MarkBits* nums, MarkBits* ints);
   // The collection itself, from the kept marks when they can be used, else in full.
@@ -301,6 +327,8 @@ class cmemory : public ctextproc {
   StableMarks stable;
   // While set, every bit the marking sets is also noted here (see StableMarks).
   bool logging = false;
+  // While set, the frames of the closures the marking meets are covered (see StableMarks).
+  bool coverEnvs = false;
   void markCell(long i) {
     if (logging) {
       if (markCells->get(i)) return;
@@ -324,7 +352,6 @@ class cmemory : public ctextproc {
   }
   static constexpr size_t kMaxNoted = size_t{1} << 22;
   MarkBits checkNums, checkInts;
-  void noteValuesHead(const _cell* owner, const _cell* head);
   MarkBits* markCells = &cellBits;
   MarkBits* markNums = &numBits;
   MarkBits* markInts = &intBits;
@@ -360,6 +387,51 @@ class cmemory : public ctextproc {
   _symval* findFunc(_cell* symbol);
   _cell* readElement(const char* text);
   std::vector<_cell*> markStack;
+};
+
+// Protects cells across inner evaluations: pushes a frame marker on the cell stack and puts
+// the top back where it was when the guard goes out of scope, on every path.
+class CellFrame {
+ public:
+  explicit CellFrame(cmemory& m) : m_(m), top_(m.csTop) { m.IncCellStack(nullptr); }
+  ~CellFrame() { m_.setCellTop(top_); }
+  CellFrame(const CellFrame&) = delete;
+  CellFrame& operator=(const CellFrame&) = delete;
+  _cell* protect(_cell* c) { return m_.IncCellStack(c); }
+
+ private:
+  cmemory& m_;
+  _cell** top_;
+};
+
+// Keeps a binding frame on the local stack (a root) until the guard goes out of scope.
+class LocalFrame {
+ public:
+  LocalFrame(cmemory& m, _symval* frame, long count) : m_(m), top_(m.lsTop) {
+    m.IncLocStack(frame, count);
+  }
+  ~LocalFrame() { m_.setLocalTop(top_); }
+  LocalFrame(const LocalFrame&) = delete;
+  LocalFrame& operator=(const LocalFrame&) = delete;
+
+ private:
+  cmemory& m_;
+  _symval** top_;
+};
+
+// The cell and local stack tops when a form that receives exits started: whatever the
+// forms it ran left behind (an exit stops them before their pops) goes when it ends.
+class StackTops {
+ public:
+  explicit StackTops(cmemory& m) : m_(m), cells_(m.csTop), locals_(m.lsTop) {}
+  ~StackTops() { m_.restoreStacks(cells_, locals_); }
+  StackTops(const StackTops&) = delete;
+  StackTops& operator=(const StackTops&) = delete;
+
+ private:
+  cmemory& m_;
+  _cell** cells_;
+  _symval** locals_;
 };
 
 inline long double CellToNumber(const _cell* c) {

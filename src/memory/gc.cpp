@@ -3,6 +3,7 @@
 #include <cstring>
 
 #include "memory/cmemory.h"
+#include "memory/roots.h"
 
 void cmemory::gc() {
   if (!collectFromStableMarks()) collectFully();
@@ -53,7 +54,7 @@ void cmemory::markAll(MarkBits& cells, MarkBits* nums, MarkBits* ints) {
   markCells = &cells;
   markNums = nums;
   markInts = ints;
-  markRoots({0, csTop - csBase, 0, lsTop - lsBase, true});
+  forEachRoot([this](_cell* c) { Disable(c); });
   sweepEnvHolders(cells, 0);
   markCells = &cellBits;
   markNums = &numBits;
@@ -61,35 +62,22 @@ void cmemory::markAll(MarkBits& cells, MarkBits* nums, MarkBits* ints) {
 }
 
 void cmemory::markRoots(const RootSpan& span) {
-  for (_cell** p = csBase + span.cellFrom; p < csBase + span.cellTo; p++) {
-    if (*p) Disable(*p);
-  }
-  for (_symval** p = lsBase + span.localFrom; p < lsBase + span.localTo; p++) {
-    if (*p && (*p)->symbol) Disable((*p)->value);
-  }
-  if (!span.tables) return;
-  for (_symval** p = ssBase; p < ssTop; p++) {
-    if (*p && (*p)->symbol) Disable((*p)->value);
-  }
-  for (long i = 0; i < gvTop; i++) Disable(gvBase[i].value);
-  for (long i = 0; i < fnTop; i++) Disable(fnBase[i].value);
+  forEachRoot(span, [this](_cell* c) { Disable(c); });
 }
 
 void cmemory::Disable(_cell* root) {
-  // Depth first, car before cdr before the values list, exactly as a recursive walk
-  // would go, but with an explicit stack so that no list is too long or too deep.
-  // An entry with its low bit set stands for "the values step of this cell".
+  // Depth first, car before cdr, with an explicit stack so that no list is too long or too
+  // deep. A multiple-values list is marked whole, its first value included: the values
+  // printed later read those very cells. A closure's captured records belong to its cons.
   markStack.clear();
   _cell* x = root;
   for (;;) {
     if (x && isCellInArea(x)) {
       long idx = x - cellBase;
-      bool valuesStep = false;
       switch (x->type) {
         case 's':
         case 'm':
           markCell(idx);
-          valuesStep = true;
           break;
         case 'i':
         case 'n':
@@ -106,47 +94,32 @@ void cmemory::Disable(_cell* root) {
               if (e >= 0 && e < kIntegers) markElem(markInts, stable.ints, e);
             }
           }
-          valuesStep = true;
           break;
         case 'l':
         case 'a':
           if (markCells->get(idx)) break;
           markCell(idx);
           markedConses++;
-          if (x->values)
-            markStack.push_back(reinterpret_cast<_cell*>(reinterpret_cast<uintptr_t>(x) | 1));
+          if (x->values) markStack.push_back(x->values);
+          if (coverEnvs && x->env) frames.cover(x->env, stable.epoch);
+          for (long i = x->env ? x->envCount - 1 : -1; i >= 0; i--) {
+            if (x->env[i].symbol) markStack.push_back(x->env[i].value);
+          }
           markStack.push_back(x->cdr);
           x = x->car;
           continue;
         default:
+          x = nullptr;
           break;
       }
-      if (valuesStep && x->values) {
-        // The first cons of the values list is marked without following its car.
-        _cell* v = x->values;
-        if (isCellInArea(v)) {
-          noteValuesHead(x, v);
-          markCell(v - cellBase);
-          if (v->cdr && v->cdr->type == 'l') {
-            x = v->cdr;
-            continue;
-          }
-        }
+      if (x && x->type != 'l' && x->type != 'a' && x->values) {
+        x = x->values;
+        continue;
       }
     }
     if (markStack.empty()) return;
     x = markStack.back();
     markStack.pop_back();
-    if (reinterpret_cast<uintptr_t>(x) & 1) {
-      x = reinterpret_cast<_cell*>(reinterpret_cast<uintptr_t>(x) & ~uintptr_t{1});
-      _cell* v = x->values;
-      if (isCellInArea(v)) noteValuesHead(x, v);
-      x = nullptr;
-      if (isCellInArea(v)) {
-        markCell(v - cellBase);
-        if (v->cdr && v->cdr->type == 'l') x = v->cdr;
-      }
-    }
   }
 }
 

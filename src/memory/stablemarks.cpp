@@ -16,71 +16,50 @@ void copyWords(MarkBits& to, const MarkBits& from, long first, long last) {
 }
 }  // namespace
 
-void cmemory::noteValuesHead(const _cell* owner, const _cell* head) {
-  // The values step marks the first cons and follows its cdr when that is a list; a full
-  // visit would also follow its car, another cdr and its own values. When those add
-  // nothing (the car is the owner itself or a plain symbol, the cdr a list or a plain
-  // symbol, no values), the step and a full visit mark the same, whichever comes first.
-  auto plain = [&](const _cell* c) {
-    return !c || !isCellInArea(c) || c == owner || (c->type == 's' && !c->values) || c->type == 'r';
-  };
-  if (head->values || !plain(head->car) || !(plain(head->cdr) || head->cdr->type == 'l'))
-    stable.tangled = true;
-}
-
 void cmemory::collectFully() {
   stable.shadow = false;
-  if (keepStableMarks()) {
+  stable.valid = false;
+  clearMarks(cellBits, &numBits, &intBits);
+  stable.overflow = false;
+  if (!keepStableMarks()) {
+    markRoots(allRoots());
+  } else {
     long cellTop = csTop - csBase;
     long localTop = lsTop - lsBase;
     stable.cellDepth = std::max(0L, cellTop - stable.margin);
     stable.localDepth = std::max(0L, localTop - stable.margin);
-    clearMarks(cellBits, &numBits, &intBits);
-    stable.tangled = false;
-    stable.overflow = false;
     stable.cells.upper.clear();
     stable.nums.upper.clear();
     stable.ints.upper.clear();
-    markRoots({0, stable.cellDepth, 0, stable.localDepth, true});
-    if (!stable.tangled) {
-      std::memcpy(stable.cells.bits.words, cellBits.words, sizeof(uint64_t) * ((kCells + 63) >> 6));
-      std::memcpy(stable.nums.bits.words, numBits.words, sizeof(uint64_t) * ((kNumbers + 63) >> 6));
-      std::memcpy(stable.ints.bits.words, intBits.words,
-                  sizeof(uint64_t) * ((kIntegers + 63) >> 6));
-      stable.cells.count = cellBits.count();
-      stable.nums.count = numBits.count();
-      stable.ints.count = intBits.count();
-      stable.epoch++;
-      for (_symval** p = ssBase; p < ssTop; p++) {
-        if (!*p && p + 1 < ssTop && p[1]) frames.cover(p[1], stable.epoch);
-      }
-      coverFrames(0, stable.localDepth);
-      logging = true;
-      markRoots({stable.cellDepth, cellTop, stable.localDepth, localTop, false});
-      logging = false;
+    stable.epoch++;
+    coverEnvs = true;
+    markRoots({0, stable.cellDepth, 0, stable.localDepth, true, false, 0});
+    coverEnvs = false;
+    std::memcpy(stable.cells.bits.words, cellBits.words, sizeof(uint64_t) * ((kCells + 63) >> 6));
+    std::memcpy(stable.nums.bits.words, numBits.words, sizeof(uint64_t) * ((kNumbers + 63) >> 6));
+    std::memcpy(stable.ints.bits.words, intBits.words, sizeof(uint64_t) * ((kIntegers + 63) >> 6));
+    stable.cells.count = cellBits.count();
+    stable.nums.count = numBits.count();
+    stable.ints.count = intBits.count();
+    for (_symval** p = ssBase; p < ssTop; p++) {
+      if (!*p && p + 1 < ssTop && p[1]) frames.cover(p[1], stable.epoch);
     }
-    if (stable.overflow && !stable.tangled) {
-      // A correct marking, but too much of it lies above the stable part to be undone.
-      stable.valid = false;
-      sweepEnvHolders(cellBits, 0);
-      cellPages.afterCollection(cellBits, cellCursor, markedConses);
-      return;
-    }
-    if (!stable.tangled) {
-      sweepEnvHolders(cellBits, 0);
-      // The closures the kept marks reach come first: later sweeps need not look at them.
-      auto firstOther = std::stable_partition(envHolders.begin(), envHolders.end(), [&](_cell* c) {
-        return stable.cells.bits.get(c - cellBase);
-      });
-      stable.holders = static_cast<size_t>(firstOther - envHolders.begin());
-      stable.valid = true;
-      cellPages.afterCollection(cellBits, cellCursor, markedConses);
-      return;
-    }
+    coverFrames(0, stable.localDepth);
+    logging = true;
+    markRoots(upperRoots());
+    logging = false;
+    // When too much lies above the stable part to be noted, the marking is right all the
+    // same, but the next collection starts afresh.
+    stable.valid = !stable.overflow;
   }
-  // The marking in the order of the roots, which decides what a tangled values list keeps.
-  stable.valid = false;
-  markAll(cellBits, &numBits, &intBits);
+  sweepEnvHolders(cellBits, 0);
+  if (stable.valid) {
+    // The closures the kept marks reach come first: later sweeps need not look at them.
+    auto firstOther = std::stable_partition(envHolders.begin(), envHolders.end(), [&](_cell* c) {
+      return stable.cells.bits.get(c - cellBase);
+    });
+    stable.holders = static_cast<size_t>(firstOther - envHolders.begin());
+  }
   cellPages.afterCollection(cellBits, cellCursor, markedConses);
 }
 
@@ -109,26 +88,32 @@ bool cmemory::collectFromStableMarks() {
     }
     cellBits.set(idx);
   }
-  stable.tangled = false;
   stable.overflow = false;
   markedConses = 0;
   long cellTop = csTop - csBase;
   long localTop = lsTop - lsBase;
   extendStableMarks(std::max(stable.cellDepth, cellTop - stable.margin),
                     std::max(stable.localDepth, localTop - stable.margin));
+  if (stable.overflow) return false;
   logging = true;
-  markRoots({stable.cellDepth, cellTop, stable.localDepth, localTop, false});
+  markRoots(upperRoots());
   logging = false;
-  if (stable.tangled || stable.overflow) return false;
+  if (stable.overflow) return false;
   sweepEnvHolders(cellBits, stable.holders);
   return true;
 }
 
 void cmemory::extendStableMarks(long cellDepth, long localDepth) {
-  // The stacks grew: the part that is now deep enough joins the stable roots.
-  if (cellDepth == stable.cellDepth && localDepth == stable.localDepth) return;
+  // The stacks grew: the part that is now deep enough joins the stable roots, and so do the
+  // symbols made since (their multiple-values lists are roots for good).
+  if (cellDepth == stable.cellDepth && localDepth == stable.localDepth &&
+      stable.symbols == allSymbols.size())
+    return;
   logging = true;
-  markRoots({stable.cellDepth, cellDepth, stable.localDepth, localDepth, false});
+  coverEnvs = true;
+  markRoots(
+      {stable.cellDepth, cellDepth, stable.localDepth, localDepth, false, false, stable.symbols});
+  coverEnvs = false;
   logging = false;
   if (stable.overflow) return;  // the caller falls back to a full collection
   auto fold = [](AreaMarks& area) {
@@ -199,7 +184,7 @@ void cmemory::checkAgainstFullMarking() {
   markCells = &scratchBits;
   markNums = &checkNums;
   markInts = &checkInts;
-  markRoots({0, csTop - csBase, 0, lsTop - lsBase, true});
+  markRoots(allRoots());
   markCells = &cellBits;
   markNums = &numBits;
   markInts = &intBits;
@@ -234,19 +219,17 @@ void cmemory::checkStableMarks() {
   if (!checkNums.words && !allocBits(checkNums, kNumbers)) return;
   if (!checkInts.words && !allocBits(checkInts, kIntegers)) return;
   if (!keepStableMarks()) return;
-  bool wasTangled = stable.tangled;
   long conses = markedConses;
   auto markStable = [&](MarkBits& cells, MarkBits& nums, MarkBits& ints) {
     clearMarks(cells, &nums, &ints);
     markCells = &cells;
     markNums = &nums;
     markInts = &ints;
-    markRoots({0, stable.cellDepth, 0, stable.localDepth, true});
+    markRoots({0, stable.cellDepth, 0, stable.localDepth, true, false, 0});
     markCells = &cellBits;
     markNums = &numBits;
     markInts = &intBits;
     markedConses = conses;
-    stable.tangled = wasTangled;
   };
   if (!stable.valid || stable.dirty || csLow < csBase + stable.cellDepth ||
       lsLow < lsBase + stable.localDepth) {

@@ -8,10 +8,9 @@
 // depth, and no cell among the kept marks, no frame the stable roots point into and no table
 // entry was written. Every such write goes through a barrier that sets `dirty`.
 //
-// The result is the very marking a full collection gives, in any order of the roots, as long
-// as no marked cell carries a multiple-values list whose first cons holds something the
-// values step leaves alone (then the order of marking decides what is marked); such a
-// marking is redone in full.
+// The marking is a closure (a cons or array is followed whole the first time it is met, an
+// atom every time), so the order of the roots does not change what it reaches: starting from
+// the kept marks gives exactly the marks of a full collection.
 #pragma once
 
 #include <cstdint>
@@ -37,7 +36,6 @@ struct StableMarks {
   size_t symbols = 0;     // symbols made before the last collection
   size_t holders = 0;     // leading closures in the holder list that the kept marks reach
   uint64_t epoch = 0;     // frames covered by the stable roots carry it
-  bool tangled = false;   // the marking met a values list that makes order matter
   bool overflow = false;  // more marks beyond the kept ones than are worth noting
   // How far below the stack tops the stable part ends; grows when the stacks go deeper
   // down between two collections than it allowed for.
