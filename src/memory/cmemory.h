@@ -168,17 +168,19 @@ class cmemory : public ctextproc {
   void forEachRoot(Visit&& visit);
   // Which roots: the cell and local stack entries in [from, to); with `tables`, the static
   // stack and the global variable and function tables; with `exits`, the values of pending
-  // exits; and the symbols from index symbolsFrom of allSymbols on that carry values.
+  // exits; and the symbols of allSymbols in [symbolsFrom, symbolsTo) that carry values.
   struct RootSpan {
     long cellFrom, cellTo, localFrom, localTo;
     bool tables, exits;
-    size_t symbolsFrom;
+    size_t symbolsFrom, symbolsTo;
   };
-  RootSpan allRoots() const { return {0, csTop - csBase, 0, lsTop - lsBase, true, true, 0}; }
+  static constexpr size_t kAllSymbols = ~size_t{0};
+  RootSpan allRoots() const {
+    return {0, csTop - csBase, 0, lsTop - lsBase, true, true, 0, kAllSymbols};
+  }
   // The roots above the stable part (see StableMarks).
   RootSpan upperRoots() const {
-    return {stable.cellDepth, csTop - csBase, stable.localDepth, lsTop - lsBase, false, true,
-            allSymbols.size()};
+    return {stable.cellDepth, csTop - csBase, stable.localDepth, lsTop - lsBase, false, true, 0, 0};
   }
   template <typename Visit>
   void forEachRoot(const RootSpan& span, Visit&& visit);

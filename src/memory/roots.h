@@ -45,7 +45,8 @@ void cmemory::forEachRoot(const RootSpan& span, Visit&& visit) {
     }
     if (returnFromFlag && returnFromValue) visit(returnFromValue);
   }
-  for (size_t i = span.symbolsFrom; i < allSymbols.size(); i++) {
+  size_t symbolsTo = span.symbolsTo < allSymbols.size() ? span.symbolsTo : allSymbols.size();
+  for (size_t i = span.symbolsFrom; i < symbolsTo; i++) {
     if (cellBase[allSymbols[i]].values) visit(cellBase + allSymbols[i]);
   }
 }

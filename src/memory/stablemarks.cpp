@@ -33,7 +33,7 @@ void cmemory::collectFully() {
     stable.ints.upper.clear();
     stable.epoch++;
     coverEnvs = true;
-    markRoots({0, stable.cellDepth, 0, stable.localDepth, true, false, 0});
+    markRoots({0, stable.cellDepth, 0, stable.localDepth, true, false, 0, kAllSymbols});
     coverEnvs = false;
     std::memcpy(stable.cells.bits.words, cellBits.words, sizeof(uint64_t) * ((kCells + 63) >> 6));
     std::memcpy(stable.nums.bits.words, numBits.words, sizeof(uint64_t) * ((kNumbers + 63) >> 6));
@@ -111,8 +111,8 @@ void cmemory::extendStableMarks(long cellDepth, long localDepth) {
     return;
   logging = true;
   coverEnvs = true;
-  markRoots(
-      {stable.cellDepth, cellDepth, stable.localDepth, localDepth, false, false, stable.symbols});
+  markRoots({stable.cellDepth, cellDepth, stable.localDepth, localDepth, false, false,
+             stable.symbols, kAllSymbols});
   coverEnvs = false;
   logging = false;
   if (stable.overflow) return;  // the caller falls back to a full collection
@@ -174,6 +174,11 @@ void cmemory::startInterval() {
 // Self-check build: every collection is compared with a full marking in the order of the
 // roots; a difference ends the process at once.
 void cmemory::checkAgainstFullMarking() {
+  // A full marking costs as much as is reachable: with much in use (the storms near a full
+  // cell area) only one collection in every (cells in use / 100,000) is checked.
+  static long collections = 0, due = 0;
+  if (++collections < due) return;
+  due = collections + 1 + cellBits.count() / 100000;
   if (!scratchBits.words && !allocBits(scratchBits, kCells)) return;
   if (!checkNums.words && !allocBits(checkNums, kNumbers)) return;
   if (!checkInts.words && !allocBits(checkInts, kIntegers)) return;
@@ -211,10 +216,11 @@ void cmemory::checkStableMarks() {
   // be exactly what the stable roots reach now: a write that missed its barrier shows here.
   // When there are no such marks, some are taken now (without a collection) to be checked
   // later on.
-  // Checks cost as much as the stacks are deep: they come rarer when the stacks are deep.
+  // A check costs a marking of the stable part: checks come rarer as the run goes on and
+  // when the stacks are deep.
   static long steps = 0, due = 0;
   if (++steps < due) return;
-  due = steps + 7 + ((csTop - csBase) + (lsTop - lsBase)) / 16;
+  due = steps + 7 + steps / 1000 + ((csTop - csBase) + (lsTop - lsBase)) / 16;
   if (!scratchBits.words && !allocBits(scratchBits, kCells)) return;
   if (!checkNums.words && !allocBits(checkNums, kNumbers)) return;
   if (!checkInts.words && !allocBits(checkInts, kIntegers)) return;
@@ -225,7 +231,7 @@ void cmemory::checkStableMarks() {
     markCells = &cells;
     markNums = &nums;
     markInts = &ints;
-    markRoots({0, stable.cellDepth, 0, stable.localDepth, true, false, 0});
+    markRoots({0, stable.cellDepth, 0, stable.localDepth, true, false, 0, stable.symbols});
     markCells = &cellBits;
     markNums = &numBits;
     markInts = &intBits;
@@ -236,15 +242,17 @@ void cmemory::checkStableMarks() {
     if (stable.valid && !stable.shadow) return;  // the next collection is a full one
     stable.cellDepth = std::max(0L, (csTop - csBase) - steps % 100);
     stable.localDepth = std::max(0L, (lsTop - lsBase) - steps % 100);
-    markStable(stable.cells.bits, stable.nums.bits, stable.ints.bits);
+    stable.symbols = allSymbols.size();
     stable.epoch++;
+    coverEnvs = true;
+    markStable(stable.cells.bits, stable.nums.bits, stable.ints.bits);
+    coverEnvs = false;
     for (_symval** p = ssBase; p < ssTop; p++) {
       if (!*p && p + 1 < ssTop && p[1]) frames.cover(p[1], stable.epoch);
     }
     coverFrames(0, stable.localDepth);
     stable.valid = stable.shadow = true;
     stable.dirty = false;
-    stable.symbols = allSymbols.size();
     csLow = csTop;
     lsLow = lsTop;
     return;
