@@ -171,8 +171,8 @@ void cmemory::startInterval() {
 }
 
 #ifdef TSUMUGI_GC_CHECK
-// Self-check build: every collection is compared with a full marking in the order of the
-// roots; a difference ends the process at once.
+// Self-check build: collections are compared with a full marking over all the roots; a
+// difference ends the process at once.
 void cmemory::checkAgainstFullMarking() {
   // A full marking costs as much as is reachable: with much in use (the storms near a full
   // cell area) only one collection in every (cells in use / 100,000) is checked.
