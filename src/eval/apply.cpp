@@ -45,6 +45,7 @@ int cfunction::initTemploc(_symval* frame, long n, _cell* lambdaList, _cell* arg
         value = MakeRest(args, callerFrame, callerCount, mark);
       }
       if (!value) return -1;
+      touchFrame(frame);
       frame[i].value = value;
       cells.protect(value);  // the new frame is not a root yet
       if (i != r) args = args->cdr;
@@ -66,6 +67,7 @@ _cell* cfunction::MakeRest(_cell* args, _symval* frame, long count, long mark) {
       cells.release();
       return nullptr;
     }
+    touchCell(cell);  // made before the evaluation
     cell->car = v;
     args = args->cdr;
     if (!consp(args)) {
@@ -220,12 +222,14 @@ _cell* cfunction::symbol_function(_cell* args, _symval* frame, long count) {
 
 _cell* cfunction::rplaca(_cell* cons, _cell* value, _symval* frame, long count) {
   if (!consp(cons)) return fail("エラー: コンスではありません", frame, count);
+  touchCell(cons);
   cons->car = value;
   return cons;
 }
 
 _cell* cfunction::rplacd(_cell* cons, _cell* value, _symval* frame, long count) {
   if (!consp(cons)) return fail("エラー: コンスではありません", frame, count);
+  touchCell(cons);
   cons->cdr = value;
   return cons;
 }
@@ -236,6 +240,7 @@ void cfunction::SetOrgLoc(_symval* dst, long dstCount, _symval* src, long from, 
     if (!s) continue;
     for (long j = 0; j < dstCount; j++) {
       if (dst[j].symbol == s) {
+        if (dst[j].value != src[i].value) touchFrame(dst);
         dst[j].tag = src[i].tag;
         dst[j].value = src[i].value;
         break;

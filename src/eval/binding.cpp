@@ -64,6 +64,7 @@ _cell* cfunction::bindAndRun(_cell* args, long k, _symval* frame, long count, lo
           }
           cells.protect(value);
         }
+        touchFrame(f);  // a root since the init forms began
         f[i].symbol = binding->car;
         f[i].value = value;
       }

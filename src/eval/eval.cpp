@@ -93,7 +93,10 @@ _cell* cfunction::eval(_cell* form, _symval* frame, long count, long mark) {
   }
   int passThrough;
   _cell* r = evalu(form, frame, count, passThrough, mark);
-  if (r && !passThrough) r->values = nullptr;
+  if (r && !passThrough && r->values) {
+    touchCell(r);
+    r->values = nullptr;
+  }
   return r;
 }
 
@@ -112,6 +115,9 @@ __attribute__((always_inline)) inline _cell* cfunction::evalu(_cell* form, _symv
   } else if (cellPages.wantsDonors) {
     findFreeRegions();
   }
+#ifdef TSUMUGI_GC_CHECK
+  checkStableMarks();
+#endif
   pt = 0;
   if (InterruptRequested() && !answerInterrupt(frame, count)) return nullptr;
   switch (form->type) {
@@ -246,6 +252,7 @@ __attribute__((always_inline)) inline _cell* cfunction::evalu(_cell* form, _symv
     case hSet: {
       EVAL2ARGS(a, b);
       if (a->type != 's' || a->sub == 'c') return syntaxError(frame, count);
+      touchRoots();
       gvBase[getSymVal2(a)].value = b;
       return b;
     }
@@ -256,8 +263,12 @@ __attribute__((always_inline)) inline _cell* cfunction::evalu(_cell* form, _symv
       _cell* v = evalProtected(args->cdr->car, frame, count, mark);
       if (!v) return nullptr;
       if (sym->type != 's' || sym->sub == 'c') return syntaxError(frame, count);
+      touchCell(v);
       v->values = nullptr;
-      if (head->code == hDefparameter || getSymVal(sym) < 0) gvBase[getSymVal2(sym)].value = v;
+      if (head->code == hDefparameter || getSymVal(sym) < 0) {
+        touchRoots();
+        gvBase[getSymVal2(sym)].value = v;
+      }
       return sym;
     }
     case hSetq: {
@@ -269,8 +280,10 @@ __attribute__((always_inline)) inline _cell* cfunction::evalu(_cell* form, _symv
       if (sym->type != 's') return syntaxError(frame, count);
       long i = getLocal(frame, count, sym, 0);
       if (i >= 0) {
+        touchFrame(frame);
         frame[i].value = v;
       } else {
+        touchRoots();
         gvBase[getSymVal2(sym)].value = v;
       }
       return v;
@@ -381,6 +394,7 @@ __attribute__((always_inline)) inline _cell* cfunction::evalu(_cell* form, _symv
       c3->cdr = c4;
       c4->car = name;
       c4->cdr = args->cdr->cdr;  // the body
+      touchRoots();
       rec->value = c1;
       rec->tag = head->code == hDefun ? 'f' : 'm';
       return name;

@@ -128,6 +128,7 @@ _cell* cfunction::tlist2(_cell* args, _symval* frame, long count, _cell** firstO
     _cell* c = getCell();
     c->car = v;
     if (tail) {
+      touchCell(tail);  // made before the evaluation
       tail->cdr = c;
     } else {
       head = c;
@@ -150,9 +151,11 @@ _cell* cfunction::values(_cell* args, _symval* frame, long count, long mark) {
   if (!list) return nullptr;
   if (list == NILCell) {
     // (VALUES) is NIL, a plain value.
+    touchCell(NILCell);
     NILCell->values = nullptr;
     return NILCell;
   }
+  touchCell(result);  // made before the evaluation
   result->values = list;
   result->type = first->type;
   result->sub = first->sub;

@@ -59,7 +59,7 @@ cfunction::Expansion cfunction::expand(_cell* args, _symval* record, _symval* ca
     e = eval(def->cdr->car, f, n, mark);
   }
   if (!e) {
-    lsTop = localTop;
+    setLocalTop(localTop);
     releaseFrame(f);
     return {kFailed, nullptr, nullptr};
   }
@@ -123,7 +123,8 @@ _cell* cfunction::backquote2(_cell* t, _symval* frame, long count, long mark) {
       return fail("エラー: リストでないものは連結できません。", frame, count);
     } else {
       r = cells.protect(Copy(v));
-      LastCell(r)->cdr = tailOrNil(backquote2(formCell->cdr, frame, count, mark));
+      _cell* rest = tailOrNil(backquote2(formCell->cdr, frame, count, mark));
+      setCdr(LastCell(r), rest);
     }
   } else if (t->car == COMMA) {
     if (!consp(t->cdr)) {
@@ -133,18 +134,18 @@ _cell* cfunction::backquote2(_cell* t, _symval* frame, long count, long mark) {
     _cell* c = cells.protect(getCell());
     _cell* v = eval(t->cdr->car, frame, count, mark);
     if (v) {
-      c->car = v;
-      c->cdr = tailOrNil(backquote2(t->cdr->cdr, frame, count, mark));
+      setCar(c, v);
+      setCdr(c, tailOrNil(backquote2(t->cdr->cdr, frame, count, mark)));
       r = c;
     }
   } else {
     _cell* c = cells.protect(getCell());
     _cell* a = backquote2(t->car, frame, count, mark);
     if (a) {
-      c->car = a;
+      setCar(c, a);
       _cell* d = backquote2(t->cdr, frame, count, mark);
       if (d) {
-        c->cdr = d;
+        setCdr(c, d);
         r = c;
       }
     }

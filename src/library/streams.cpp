@@ -195,6 +195,7 @@ size_t lineLength(bool crEnds, bool* terminated) {
 }  // namespace
 
 _cell* cmemory::lineResult(_cell* str, _cell* flag) {
+  touchCell(str);
   str->values = list2(str, flag);
   return str;
 }

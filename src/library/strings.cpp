@@ -181,6 +181,7 @@ _cell* cfunction::internName(_cell* args, _symval* frame, long count, long mark,
     sym = getStringCell(name.c_str());
   }
   if (!sym) return nullptr;
+  touchCell(sym);
   sym->values = list2(sym, second);  // stays on the symbol afterwards
   return sym;
 }

@@ -11,6 +11,7 @@ _symval* FrameKeeper::allocFresh(long n) {
   h->refs = 0;
   h->state = kActive;
   h->n = n;
+  h->epoch = 0;
   if (n <= kPooled) {  // large ones go back to the heap when disposed
     h->allNext = all_;
     all_ = h;

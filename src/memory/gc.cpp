@@ -6,18 +6,25 @@
 #include "memory/roots.h"
 
 void cmemory::gc() {
-  // Reset: everything free but the symbol cells, which are never reclaimed.
-  markAll(cellBits, &numBits, &intBits);
-  cellPages.afterCollection(cellBits, cellCursor, markedConses);
-
+  if (!collectFromStableMarks()) collectFully();
+#ifdef TSUMUGI_GC_CHECK
+  checkAgainstFullMarking();
+#endif
   long cells = cellBits.count();
   long nums = numBits.count();
   long ints = intBits.count();
+  if (stable.valid) {
+    // The same numbers without a pass over the bitmaps.
+    cells = stable.cells.count + static_cast<long>(stable.cells.upper.size());
+    nums = stable.nums.count + static_cast<long>(stable.nums.upper.size());
+    ints = stable.ints.count + static_cast<long>(stable.ints.upper.size());
+  }
   freeCells = kCells - cells;
   freeNums = kNumbers - nums;
   freeInts = kIntegers - ints;
   std::printf("gc: セル %ld個 浮動小数点数 %ld個 整数 %ld個 使用中 %c\n", cells, nums, ints,
               wrapped ? '*' : ' ');
+  startInterval();
 }
 
 void cmemory::findFreeRegions() {
@@ -29,15 +36,23 @@ void cmemory::findFreeRegions() {
     return;
   }
   markAll(scratchBits, nullptr, nullptr);
+  stable.holders = 0;  // the sweep may have moved closures into the kept prefix
   cellPages.afterCollection(scratchBits, cellCursor, markedConses);
 }
 
-void cmemory::markAll(MarkBits& cells, MarkBits* nums, MarkBits* ints) {
+void cmemory::clearMarks(MarkBits& cells, MarkBits* nums, MarkBits* ints) {
+  // Everything free but the symbol cells, which are never reclaimed.
   cells.clear();
+  for (uint32_t i : allSymbols) cells.set(i);
   if (nums) nums->clear();
   if (ints) ints->clear();
+  markedConses = 0;
+}
+
+void cmemory::markAll(MarkBits& cells, MarkBits* nums, MarkBits* ints) {
+  clearMarks(cells, nums, ints);
   markFromRoots(cells, nums, ints);
-  sweepEnvHolders(cells);
+  sweepEnvHolders(cells, 0);
 }
 
 long cmemory::markFromRoots(MarkBits& cells, MarkBits* nums, MarkBits* ints) {
@@ -56,6 +71,10 @@ long cmemory::markFromRoots(MarkBits& cells, MarkBits* nums, MarkBits* ints) {
   markNums = &numBits;
   markInts = &intBits;
   return markedConses + roots;
+}
+
+void cmemory::markRoots(const RootSpan& span) {
+  forEachRoot(span, [this](_cell* c) { Disable(c); });
 }
 
 void cmemory::Disable(_cell* root) {
@@ -81,13 +100,13 @@ void cmemory::Disable(_cell* root) {
           markCell(idx);
           if (x->type == 'n') {
             long e = reinterpret_cast<NumElem*>(x->car) - numBase;
-            if (markNums && e >= 0 && e < kNumbers) markNums->set(e);
+            if (markNums && e >= 0 && e < kNumbers) markElem(markNums, stable.nums, e);
           } else if (markInts) {
             long e = reinterpret_cast<IntElem*>(x->car) - intBase;
-            if (e >= 0 && e < kIntegers) markInts->set(e);
+            if (e >= 0 && e < kIntegers) markElem(markInts, stable.ints, e);
             if (x->type == 'b') {
               e = reinterpret_cast<IntElem*>(x->cdr) - intBase;
-              if (e >= 0 && e < kIntegers) markInts->set(e);
+              if (e >= 0 && e < kIntegers) markElem(markInts, stable.ints, e);
             }
           }
           break;
@@ -97,6 +116,7 @@ void cmemory::Disable(_cell* root) {
           markCell(idx);
           markedConses++;
           if (x->values) markStack.push_back(x->values);
+          if (coverEnvs && x->env) frames.cover(x->env, stable.epoch);
           for (long i = x->env ? x->envCount - 1 : -1; i >= 0; i--) {
             if (x->env[i].symbol) markStack.push_back(x->env[i].value);
           }
@@ -119,6 +139,7 @@ void cmemory::Disable(_cell* root) {
 }
 
 void cmemory::captureFrame(_cell* lambda, _symval* f, long count) {
+  touchCell(lambda);
   if (lambda->env != f) {
     frames.incref(f);
     frames.decref(lambda->env);
@@ -131,10 +152,11 @@ void cmemory::captureFrame(_cell* lambda, _symval* f, long count) {
   }
 }
 
-void cmemory::sweepEnvHolders(const MarkBits& reached) {
+void cmemory::sweepEnvHolders(const MarkBits& reached, size_t from) {
   // A closure cons nothing reaches any more lets go of its frame.
-  size_t kept = 0;
-  for (_cell* c : envHolders) {
+  size_t kept = from;
+  for (size_t i = from; i < envHolders.size(); i++) {
+    _cell* c = envHolders[i];
     if (reached.get(c - cellBase) && c->env) {
       envHolders[kept++] = c;
     } else {

@@ -21,27 +21,38 @@
 
 #include "memory/cmemory.h"
 
-// Calls visit(cell) for every root cell, in the collector's order. The order does not
-// change what is reached, only the order of the walk.
+// Calls visit(cell) for every root cell of `span`, in the collector's order. The order does
+// not change what is reached, only the order of the walk.
 template <typename Visit>
-void cmemory::forEachRoot(Visit&& visit) {
-  for (_cell** p = csBase; p < csTop; p++) {
+void cmemory::forEachRoot(const RootSpan& span, Visit&& visit) {
+  for (_cell** p = csBase + span.cellFrom; p < csBase + span.cellTo; p++) {
     if (*p) visit(*p);
   }
-  for (_symval** p = lsBase; p < lsTop; p++) {
+  for (_symval** p = lsBase + span.localFrom; p < lsBase + span.localTo; p++) {
     if (*p && (*p)->symbol) visit((*p)->value);
   }
-  for (_symval** p = ssBase; p < ssTop; p++) {
-    if (*p && (*p)->symbol) visit((*p)->value);
+  if (span.tables) {
+    for (_symval** p = ssBase; p < ssTop; p++) {
+      if (*p && (*p)->symbol) visit((*p)->value);
+    }
+    for (long i = 0; i < gvTop; i++) visit(gvBase[i].value);
+    for (long i = 0; i < fnTop; i++) visit(fnBase[i].value);
   }
-  for (long i = 0; i < gvTop; i++) visit(gvBase[i].value);
-  for (long i = 0; i < fnTop; i++) visit(fnBase[i].value);
-  if (throwFlag) {
-    if (throwTag) visit(throwTag);
-    if (throwValue) visit(throwValue);
+  if (span.exits) {
+    if (throwFlag) {
+      if (throwTag) visit(throwTag);
+      if (throwValue) visit(throwValue);
+    }
+    if (returnFromFlag && returnFromValue) visit(returnFromValue);
   }
-  if (returnFromFlag && returnFromValue) visit(returnFromValue);
-  for (uint32_t i : allSymbols) {
-    if (cellBase[i].values) visit(cellBase + i);
+  size_t symbolsTo = span.symbolsTo < allSymbols.size() ? span.symbolsTo : allSymbols.size();
+  for (size_t i = span.symbolsFrom; i < symbolsTo; i++) {
+    if (cellBase[allSymbols[i]].values) visit(cellBase + allSymbols[i]);
   }
+}
+
+// Every root.
+template <typename Visit>
+void cmemory::forEachRoot(Visit&& visit) {
+  forEachRoot(allRoots(), visit);
 }

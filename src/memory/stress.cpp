@@ -81,7 +81,9 @@ void cmemory::stressStep() {
   candidates.swap(stressReached);
   for (long i : candidates) stressBits.words[i >> 6] = 0;
   stressRecording = true;
+  long conses = markedConses;  // the collector's own figure, used after its next run
   long visited = markFromRoots(stressBits, nullptr, nullptr);
+  markedConses = conses;
   stressRecording = false;
   long spacing = visited > kLargeLive ? visited / kVisitsPerStep : 1;
   stressCountdown = interval > spacing ? interval : spacing;

@@ -378,6 +378,7 @@ _cell* cfunction::tfloor(_cell* form, _symval* frame, long count, long mark) {
     default:
       return fail("エラー: 数値ではありません", frame, count);
   }
+  touchCell(q);
   q->values = list2(q, r);
   return q;
 }
