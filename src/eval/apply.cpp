@@ -33,44 +33,41 @@ int cfunction::initTemploc(_symval* frame, long n, _cell* lambdaList, _cell* arg
   long r;
   if (!walkLambdaList(frame, n, lambdaList, false, &r)) return 0;
   long v = r >= 0 ? n - 1 : n;
-  IncCellStack(nullptr);
-  IncCellStack(args);
-  for (long i = 0; i < v; i++) {
-    _cell* value;
-    if (i != r) {
-      if (!consp(args)) {
-        PopCellStack();
-        return 0;  // too few
+  {
+    CellFrame cells(*this);
+    cells.protect(args);
+    for (long i = 0; i < v; i++) {
+      _cell* value;
+      if (i != r) {
+        if (!consp(args)) return 0;  // too few
+        value = eval(args->car, callerFrame, callerCount, mark);
+      } else {
+        value = MakeRest(args, callerFrame, callerCount, mark);
       }
-      value = eval(args->car, callerFrame, callerCount, mark);
-    } else {
-      value = MakeRest(args, callerFrame, callerCount, mark);
+      if (!value) return -1;
+      touchFrame(frame);
+      frame[i].value = value;
+      cells.protect(value);  // the new frame is not a root yet
+      if (i != r) args = args->cdr;
     }
-    if (!value) {
-      PopCellStack();
-      return -1;
-    }
-    frame[i].value = value;
-    IncCellStack(value);  // the new frame is not a root yet
-    if (i != r) args = args->cdr;
   }
-  PopCellStack();
   if (r >= 0) return 1;
   return args->type == 's' ? 1 : 0;  // too many when arguments remain
 }
 
 _cell* cfunction::MakeRest(_cell* args, _symval* frame, long count, long mark) {
   if (!consp(args)) return args;
-  IncCellStack(nullptr);
-  IncCellStack(args);
-  _cell* head = IncCellStack(getCell());
+  CellFrame cells(*this);
+  cells.protect(args);
+  _cell* head = cells.protect(getCell());
   _cell* cell = head;
   for (;;) {
     _cell* v = eval(args->car, frame, count, mark);
     if (!v) {
-      PopCellStack();
+      cells.release();
       return nullptr;
     }
+    touchCell(cell);  // made before the evaluation
     cell->car = v;
     args = args->cdr;
     if (!consp(args)) {
@@ -81,7 +78,7 @@ _cell* cfunction::MakeRest(_cell* args, _symval* frame, long count, long mark) {
     cell->cdr = next;
     cell = next;
   }
-  PopCellStack();
+  cells.release();
   return head;
 }
 
@@ -105,66 +102,66 @@ _cell* cfunction::MakeQuoteEach(_cell* list) {
 }
 
 _cell* cfunction::funcall(_cell* form, _cell* argForms, _symval* frame, long count, long mark) {
-  IncCellStack(nullptr);
-  IncCellStack(argForms);
+  CellFrame cells(*this);
+  cells.protect(argForms);
   _cell* f = eval(form->car, frame, count, mark);
   _cell* r = nullptr;
   if (!f) {
     r = nullptr;
   } else if (f->type == 's') {
     // (symbol . argForms): the ordinary dispatch evaluates the arguments once.
-    _cell* call = IncCellStack(getCell());
+    _cell* call = cells.protect(getCell());
     call->car = f;
     call->cdr = argForms;
     r = eval(call, frame, count, mark);
   } else if (consp(f) && f->car == LAMBDA) {
-    IncCellStack(f);
+    cells.protect(f);
     r = callLambda(f, argForms, frame, count, mark);
   } else {
-    PopCellStack();
+    cells.release();
     return fail("エラー: FUNCALLの呼び出し方が間違っています", frame, count);
   }
-  PopCellStack();
+  cells.release();
   return r;
 }
 
 _cell* cfunction::apply(_cell* form, _cell* argForms, _symval* frame, long count, long mark) {
-  IncCellStack(nullptr);
-  IncCellStack(argForms);
+  CellFrame cells(*this);
+  cells.protect(argForms);
   _cell* f = eval(form->car, frame, count, mark);
   if (!f) {
-    PopCellStack();
+    cells.release();
     return nullptr;
   }
-  IncCellStack(f);
+  cells.protect(f);
   // Exactly one list of arguments: further forms are ignored.
   _cell* list = NILCell;
   if (consp(argForms)) {
     list = eval(argForms->car, frame, count, mark);
     if (!list) {
-      PopCellStack();
+      cells.release();
       return nullptr;
     }
   }
   _cell* quoted = MakeQuoteEach(list);
   if (!quoted) {
-    PopCellStack();
+    cells.release();
     return circularList(frame, count);
   }
-  IncCellStack(quoted);
+  cells.protect(quoted);
   _cell* r;
   if (f->type == 's') {
-    _cell* call = IncCellStack(getCell());
+    _cell* call = cells.protect(getCell());
     call->car = f;
     call->cdr = quoted;
     r = eval(call, frame, count, mark);
   } else if (consp(f) && f->car == LAMBDA) {
     r = callLambda(f, quoted, frame, count, mark);
   } else {
-    PopCellStack();
+    cells.release();
     return fail("エラー: APPLYの呼び出し方が間違っています", frame, count);
   }
-  PopCellStack();
+  cells.release();
   return r;
 }
 
@@ -179,12 +176,12 @@ _cell* cfunction::callLambda(_cell* lambda, _cell* args, _symval* callerFrame, l
   if (n + m > 0 && !f) {
     return fail("エラー: ローカル変数領域の確保に失敗しました", callerFrame, callerCount);
   }
-  IncCellStack(nullptr);
-  IncCellStack(lambda);
+  CellFrame cells(*this);
+  cells.protect(lambda);
   int bound = initTemploc(f, n, lambdaList, args, callerFrame, callerCount, mark);
   if (bound <= 0) {
     releaseFrame(f);
-    PopCellStack();
+    cells.release();
     if (bound == 0) return fail("エラー: 引数が多すぎます", callerFrame, callerCount);
     return nullptr;
   }
@@ -194,11 +191,13 @@ _cell* cfunction::callLambda(_cell* lambda, _cell* args, _symval* callerFrame, l
     f[n + i].value = env[i].value;
   }
   frames.incref(env);  // the captured frame outlives this call even if recaptured meanwhile
-  IncLocStack(f, n + m);
-  IncCellStack(lambda);
-  _cell* r = tprogn(lambda->cdr->cdr, f, n + m, moveMark(mark, n + m));
-  PopCellStack();
-  PopLocStack();
+  _cell* r;
+  {
+    LocalFrame local(*this, f, n + m);
+    cells.protect(lambda);
+    r = tprogn(lambda->cdr->cdr, f, n + m, moveMark(mark, n + m));
+  }
+  cells.release();
   // Assignments to captured variables reach the frame the closure came from.
   SetOrgLoc(env, m, f, n, n + m);
   frames.decref(env);
@@ -230,12 +229,14 @@ _cell* cfunction::symbol_function(_cell* args, _symval* frame, long count) {
 
 _cell* cfunction::rplaca(_cell* cons, _cell* value, _symval* frame, long count) {
   if (!consp(cons)) return fail("エラー: コンスではありません", frame, count);
+  touchCell(cons);
   cons->car = value;
   return cons;
 }
 
 _cell* cfunction::rplacd(_cell* cons, _cell* value, _symval* frame, long count) {
   if (!consp(cons)) return fail("エラー: コンスではありません", frame, count);
+  touchCell(cons);
   cons->cdr = value;
   return cons;
 }
@@ -246,6 +247,7 @@ void cfunction::SetOrgLoc(_symval* dst, long dstCount, _symval* src, long from, 
     if (!s) continue;
     for (long j = 0; j < dstCount; j++) {
       if (dst[j].symbol == s) {
+        if (dst[j].value != src[i].value) touchFrame(dst);
         dst[j].tag = src[i].tag;
         dst[j].value = src[i].value;
         break;

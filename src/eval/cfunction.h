@@ -204,10 +204,6 @@ class cfunction : public cprint {
   _cell* GoSymbol = nullptr;
   char ReturnFlag = 0;
   _cell* ReturnValue = nullptr;
-  _cell* throwTag = nullptr;
-  _cell* throwValue = nullptr;
-  _cell* returnFromName = nullptr;
-  _cell* returnFromValue = nullptr;
 
  protected:
   // The primitive behind a head that passes its one argument form unevaluated.
@@ -223,11 +219,9 @@ class cfunction : public cprint {
   _cell* fail(const char* message, _symval* frame, long count);
   // Evaluates a form while its surroundings stay protected on the cell stack.
   _cell* evalProtected(_cell* form, _symval* frame, long count, long mark) {
-    IncCellStack(nullptr);
-    IncCellStack(form);
-    _cell* r = eval(form, frame, count, mark);
-    PopCellStack();
-    return r;
+    CellFrame cells(*this);
+    cells.protect(form);
+    return eval(form, frame, count, mark);
   }
   // The frame and body of LET (sequential: LET*) with k bindings.
   _cell* bindAndRun(_cell* args, long k, _symval* frame, long count, long mark, bool sequential);

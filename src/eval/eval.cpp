@@ -93,7 +93,10 @@ _cell* cfunction::eval(_cell* form, _symval* frame, long count, long mark) {
   }
   int passThrough;
   _cell* r = evalu(form, frame, count, passThrough, mark);
-  if (r && !passThrough) r->values = nullptr;
+  if (r && !passThrough && r->values) {
+    touchCell(r);
+    r->values = nullptr;
+  }
   return r;
 }
 
@@ -104,11 +107,17 @@ __attribute__((always_inline)) inline _cell* cfunction::evalu(_cell* form, _symv
   // Fuzzing: a session ends after a bounded number of evaluation steps.
   if (++fuzzSteps > kFuzzStepBudget) ExitProcess(3);
 #endif
+#ifdef TSUMUGI_STRESS
+  stressStep();
+#endif
   if (freeCells <= 999 || freeNums <= 999 || freeInts <= 999) {
     gc();
   } else if (cellPages.wantsDonors) {
     findFreeRegions();
   }
+#ifdef TSUMUGI_GC_CHECK
+  checkStableMarks();
+#endif
   pt = 0;
   if (InterruptRequested() && !answerInterrupt(frame, count)) return nullptr;
   switch (form->type) {
@@ -162,16 +171,13 @@ __attribute__((always_inline)) inline _cell* cfunction::evalu(_cell* form, _symv
   if (!v) return nullptr
 #define EVAL2ARGS(a, b)                                \
   NEED2;                                               \
-  IncCellStack(nullptr);                               \
-  IncCellStack(args);                                  \
+  CellFrame cells(*this);                              \
+  cells.protect(args);                                 \
   _cell* a = eval(args->car, frame, count, mark);      \
-  if (!a) {                                            \
-    PopCellStack();                                    \
-    return nullptr;                                    \
-  }                                                    \
-  IncCellStack(a);                                     \
+  if (!a) return nullptr;                              \
+  cells.protect(a);                                    \
   _cell* b = eval(args->cdr->car, frame, count, mark); \
-  PopCellStack();                                      \
+  cells.release();                                     \
   if (!b) return nullptr
 
   switch (head->code) {
@@ -221,13 +227,13 @@ __attribute__((always_inline)) inline _cell* cfunction::evalu(_cell* form, _symv
     case hPrin1:
     case hPrinc: {
       NEED1;
-      IncCellStack(nullptr);
-      IncCellStack(args);
+      CellFrame cells(*this);
+      cells.protect(args);
       _cell* x = eval(args->car, frame, count, mark);
       FILE* out = programOut;
-      if (x) IncCellStack(x);
+      if (x) cells.protect(x);
       bool ok = x && outputStream(args->cdr, frame, count, mark, &out);
-      PopCellStack();
+      cells.release();
       if (!ok) return nullptr;
       bool toStream = consp(args->cdr);
       if (head->code == hPrinc) {
@@ -246,6 +252,7 @@ __attribute__((always_inline)) inline _cell* cfunction::evalu(_cell* form, _symv
     case hSet: {
       EVAL2ARGS(a, b);
       if (a->type != 's' || a->sub == 'c') return syntaxError(frame, count);
+      touchRoots();
       gvBase[getSymVal2(a)].value = b;
       return b;
     }
@@ -256,24 +263,27 @@ __attribute__((always_inline)) inline _cell* cfunction::evalu(_cell* form, _symv
       _cell* v = evalProtected(args->cdr->car, frame, count, mark);
       if (!v) return nullptr;
       if (sym->type != 's' || sym->sub == 'c') return syntaxError(frame, count);
+      touchCell(v);
       v->values = nullptr;
-      if (head->code == hDefparameter || getSymVal(sym) < 0) gvBase[getSymVal2(sym)].value = v;
+      if (head->code == hDefparameter || getSymVal(sym) < 0) {
+        touchRoots();
+        gvBase[getSymVal2(sym)].value = v;
+      }
       return sym;
     }
     case hSetq: {
       NEED2;
       _cell* sym = args->car;
       if (sym->type == 's' && sym->sub == 'c') return syntaxError(frame, count);
-      IncCellStack(nullptr);
-      IncCellStack(args);
-      _cell* v = eval(args->cdr->car, frame, count, mark);
-      if (!v) return nullptr;  // deliberately without popping: the loops reset the stacks
-      PopCellStack();
+      _cell* v = evalProtected(args->cdr->car, frame, count, mark);
+      if (!v) return nullptr;
       if (sym->type != 's') return syntaxError(frame, count);
       long i = getLocal(frame, count, sym, 0);
       if (i >= 0) {
+        touchFrame(frame);
         frame[i].value = v;
       } else {
+        touchRoots();
         gvBase[getSymVal2(sym)].value = v;
       }
       return v;
@@ -370,7 +380,8 @@ __attribute__((always_inline)) inline _cell* cfunction::evalu(_cell* form, _symv
       c3->car = BLOCKLISP;
       c3->cdr = c4;
       c4->car = name;
-      c4->cdr = args->cdr->cdr;                                // the body
+      c4->cdr = args->cdr->cdr;  // the body
+      touchRoots();
       if (rec->value == preludeEqual) preludeEqual = nullptr;  // redefined
       rec->value = c1;
       rec->tag = head->code == hDefun ? 'f' : 'm';
@@ -419,17 +430,17 @@ __attribute__((always_inline)) inline _cell* cfunction::evalu(_cell* form, _symv
       return coerce(args, frame, count, mark);
     case hSpaces: {
       NEED1;
-      IncCellStack(nullptr);
-      IncCellStack(args);
+      CellFrame cells(*this);
+      cells.protect(args);
       _cell* n = eval(args->car, frame, count, mark);
       if (n && (n->type != 'i' || ival(n) < 0)) {
-        PopCellStack();
+        cells.release();
         return syntaxError(frame, count);
       }
       FILE* out = programOut;
-      if (n) IncCellStack(n);
+      if (n) cells.protect(n);
       bool ok = n && outputStream(args->cdr, frame, count, mark, &out);
-      PopCellStack();
+      cells.release();
       if (!ok) return nullptr;
       for (long i = ival(n); i > 0; i--) std::fputc(' ', out);
       return TCell;
@@ -579,16 +590,22 @@ __attribute__((always_inline)) inline _cell* cfunction::evalu(_cell* form, _symv
   long n = tlength(lambdaList);
   _symval* newFrame = allocFrame(n);
   if (n > 0 && !newFrame) return fail("エラー: ローカル変数領域の確保に失敗しました", frame, count);
-  int bound = initTemploc(newFrame, n, lambdaList, args, frame, count, mark);
-  if (bound <= 0) {
-    releaseFrame(newFrame);
-    if (bound == 0) return fail("エラー: 引数の数が違います", frame, count);
-    return nullptr;
+  _cell* r;
+  {
+    // The definition stays alive while the call runs, even if an argument form or the body
+    // redefines the function.
+    CellFrame running(*this);
+    running.protect(def);
+    int bound = initTemploc(newFrame, n, lambdaList, args, frame, count, mark);
+    if (bound <= 0) {
+      releaseFrame(newFrame);
+      if (bound == 0) return fail("エラー: 引数の数が違います", frame, count);
+      return nullptr;
+    }
+    LocalFrame local(*this, newFrame, n);
+    r = def == preludeEqual ? boolCell(equalValues(newFrame[0].value, newFrame[1].value))
+                            : tprogn(def->cdr, newFrame, n, 0);
   }
-  IncLocStack(newFrame, n);
-  _cell* r = def == preludeEqual ? boolCell(equalValues(newFrame[0].value, newFrame[1].value))
-                                 : tprogn(def->cdr, newFrame, n, 0);
-  PopLocStack();
   returnFromValue = nullptr;
   endFrame(newFrame, n, r);
   return r;

@@ -30,8 +30,8 @@ int cfunction::initTemplocForMacro(_symval* frame, long n, _cell* lambdaList, _c
 }
 
 // Binds the argument forms and evaluates the macro body in its own frame, which is left on
-// the local stack when the expansion is had (kExpanded). A failed expansion leaves it there
-// too; the loops reset the stack.
+// the local stack when the expansion is had (kExpanded). A failed expansion takes it off and
+// releases it, so that exits caught around failing expansions cost no memory.
 cfunction::Expansion cfunction::expand(_cell* args, _symval* record, _symval* callerFrame,
                                        long callerCount, long mark) {
   _cell* def = record->value;
@@ -50,9 +50,20 @@ cfunction::Expansion cfunction::expand(_cell* args, _symval* record, _symval* ca
     releaseFrame(f);
     return {kNoBody, NILCell, nullptr};  // a definition without a body form expands to NIL
   }
+  _symval** localTop = lsTop;
   IncLocStack(f, n);
-  _cell* e = eval(def->cdr->car, f, n, mark);
-  return {e ? kExpanded : kFailed, e, f};
+  _cell* e;
+  {
+    CellFrame running(*this);  // the definition, even if the body redefines the macro
+    running.protect(def);
+    e = eval(def->cdr->car, f, n, mark);
+  }
+  if (!e) {
+    setLocalTop(localTop);
+    releaseFrame(f);
+    return {kFailed, nullptr, nullptr};
+  }
+  return {kExpanded, e, f};
 }
 
 _cell* cfunction::MacroExec(_cell* args, _symval* record, _symval* callerFrame, long callerCount) {
@@ -94,14 +105,14 @@ _cell* cfunction::backquote(_cell* args, _symval* frame, long count, long mark) 
 _cell* cfunction::backquote2(_cell* t, _symval* frame, long count, long mark) {
   CheckStackDepth();
   if (!consp(t)) return t;
-  IncCellStack(nullptr);
-  IncCellStack(t);
+  CellFrame cells(*this);
+  cells.protect(t);
   _cell* r = nullptr;
   if (t->car == COMMA && consp(t->cdr) && t->cdr->car == AST) {
     // ",@form": splice a copy of the value.
     _cell* formCell = t->cdr->cdr;
     if (!consp(formCell)) {
-      PopCellStack();
+      cells.release();
       return fail("エラー: ,の後に値がありません。", frame, count);
     }
     _cell* v = eval(formCell->car, frame, count, mark);
@@ -110,41 +121,42 @@ _cell* cfunction::backquote2(_cell* t, _symval* frame, long count, long mark) {
     } else if (v == NILCell) {
       r = backquote2(formCell->cdr, frame, count, mark);
     } else if (!consp(v)) {
-      PopCellStack();
+      cells.release();
       return fail("エラー: リストでないものは連結できません。", frame, count);
     } else {
       r = Copy(v);
       if (!r) {
-        PopCellStack();
+        cells.release();
         return circularList(frame, count);
       }
-      IncCellStack(r);
-      LastCell(r)->cdr = tailOrNil(backquote2(formCell->cdr, frame, count, mark));
+      cells.protect(r);
+      _cell* rest = tailOrNil(backquote2(formCell->cdr, frame, count, mark));
+      setCdr(LastCell(r), rest);
     }
   } else if (t->car == COMMA) {
     if (!consp(t->cdr)) {
-      PopCellStack();
+      cells.release();
       return fail("エラー: ,の後に値がありません。", frame, count);
     }
-    _cell* c = IncCellStack(getCell());
+    _cell* c = cells.protect(getCell());
     _cell* v = eval(t->cdr->car, frame, count, mark);
     if (v) {
-      c->car = v;
-      c->cdr = tailOrNil(backquote2(t->cdr->cdr, frame, count, mark));
+      setCar(c, v);
+      setCdr(c, tailOrNil(backquote2(t->cdr->cdr, frame, count, mark)));
       r = c;
     }
   } else {
-    _cell* c = IncCellStack(getCell());
+    _cell* c = cells.protect(getCell());
     _cell* a = backquote2(t->car, frame, count, mark);
     if (a) {
-      c->car = a;
+      setCar(c, a);
       _cell* d = backquote2(t->cdr, frame, count, mark);
       if (d) {
-        c->cdr = d;
+        setCdr(c, d);
         r = c;
       }
     }
   }
-  PopCellStack();
+  cells.release();
   return r;
 }

@@ -6,6 +6,7 @@
 #include <cstring>
 
 #include "memory/cmemory.h"
+#include "memory/stress.h"
 
 #if defined(__SANITIZE_ADDRESS__)
 // Frames and objects kept alive on purpose are referred to only from the mapped areas, which
@@ -141,12 +142,12 @@ int cmemory::AllocMemory() {
     return 0;
   }
   fnTop = 0;
-  csBase = csTop = zeroed<_cell*>(kCellStack);
+  csBase = csTop = csLow = zeroed<_cell*>(kCellStack);
   if (!csBase) {
     std::puts("エラー: セルスタック領域の獲得に失敗しました");
     return 0;
   }
-  lsBase = lsTop = zeroed<_symval*>(kLocalStack);
+  lsBase = lsTop = lsLow = zeroed<_symval*>(kLocalStack);
   if (!lsBase) {
     std::puts("エラー: ローカルスタック領域の獲得に失敗しました");
     return 0;
@@ -157,6 +158,9 @@ int cmemory::AllocMemory() {
     return 0;
   }
   InitCellAndNumber();
+#ifdef TSUMUGI_STRESS
+  InstallPoisonTrap();
+#endif
   return 1;
 }
 
@@ -175,6 +179,7 @@ void cmemory::IncLocStack(_symval* frame, long count) {
 }
 
 void cmemory::IncStaticStack(_symval* frame, long count) {
+  touchRoots();
   for (long i = -1; i < count; i++) {
     if (ssTop - ssBase > kStaticStack - 2)
       Fatal("エラー: スタティックスタックが一杯です。終了します");
@@ -202,9 +207,12 @@ void cmemory::ResetAreas() {
   gvTop = 0;
   std::memset(static_cast<void*>(fnBase), 0, sizeof(_symval) * static_cast<size_t>(fnTop));
   fnTop = 0;
-  csTop = csBase;
-  lsTop = lsBase;
+  csTop = csLow = csBase;
+  lsTop = lsLow = lsBase;
   ssTop = ssBase;
+  cellWraps = numWraps = intWraps = 0;
+  stable.valid = false;
+  stable.holders = 0;
   for (FILE*& s : streams) {
     if (s) std::fclose(s);
   }
@@ -212,4 +220,11 @@ void cmemory::ResetAreas() {
   errorDepth = 0;
   envHolders.clear();
   frames.releaseAll();
+#ifdef TSUMUGI_STRESS
+  stressReached.clear();
+  stressFresh.clear();
+  if (stressBits.words) stressBits.clear();
+  stressCountdown = 0;
+  stressChecks = 0;
+#endif
 }

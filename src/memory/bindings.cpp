@@ -42,6 +42,7 @@ long cmemory::getSymVal2(_cell* symbol) {
   if (_symval* r = findGlobal(symbol)) return r - gvBase;
   if (gvTop * static_cast<long>(sizeof(_symval)) > kTableBytesLimit)
     Fatal("エラー: グローバル変数領域が不足しています。終了します。");
+  touchRoots();  // a new root
   _symval* r = gvBase + gvTop++;
   r->tag = 0;
   r->symbol = symbol;
@@ -54,6 +55,7 @@ _symval* cmemory::getFuncval(_cell* symbol) {
   if (_symval* r = findFunc(symbol)) return r;
   if (fnTop * static_cast<long>(sizeof(_symval)) > kTableBytesLimit)
     Fatal("エラー: 関数領域が一杯になりました。終了します。");
+  touchRoots();
   return fnBase + fnTop++;  // reserved for the caller to fill
 }
 

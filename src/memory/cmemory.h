@@ -9,6 +9,8 @@
 #include "memory/cellpages.h"
 #include "memory/fatal.h"
 #include "memory/frames.h"
+#include "memory/markbits.h"
+#include "memory/stablemarks.h"
 #include "memory/symtab.h"
 #include "reader/ctextproc.h"
 
@@ -28,22 +30,6 @@ constexpr int kStreams = 10;
 extern _cell* NILCell;
 extern _cell* TCell;
 
-// A bitmap of "in use" marks kept beside an area: zero-filled memory means free.
-struct MarkBits {
-  uint64_t* words = nullptr;
-  long size = 0;  // elements
-  bool get(long i) const { return (words[i >> 6] >> (i & 63)) & 1; }
-  void set(long i) { words[i >> 6] |= uint64_t{1} << (i & 63); }
-  // First clear (set) bit in [from, to), or -1.
-  long nextClear(long from, long to) const;
-  long nextSet(long from, long to) const;
-  long count() const;
-  void clear();
-};
-
-// Zero-filled bits for n elements; false when the memory cannot be had.
-bool allocBits(MarkBits& b, long n);
-
 class cmemory : public ctextproc {
  public:
   // Start-up.
@@ -56,10 +42,13 @@ class cmemory : public ctextproc {
 
   // Allocators (rotating search; the last element of each area is never handed out).
   _cell* getCell() {
-    long i =
-        takeFree(cellBits, cellCursor, kCells, true, "エラー: セル領域が一杯です。終了します。");
+    long i = takeFree(cellBits, cellCursor, cellWraps, kCells, true,
+                      "エラー: セル領域が一杯です。終了します。");
     freeCells--;
     if (i >= cellPages.readyEnd) cellPages.prepare(i);
+#ifdef TSUMUGI_STRESS
+    stressFresh.push_back(i);
+#endif
     _cell* c = cellBase + i;
     c->type = 'l';
     c->sub = 'u';
@@ -74,16 +63,16 @@ class cmemory : public ctextproc {
     return c;
   }
   NumElem* getNumber(long double v) {
-    long i =
-        takeFree(numBits, numCursor, kNumbers, false, "エラー: 数値領域が一杯です。終了します。");
+    long i = takeFree(numBits, numCursor, numWraps, kNumbers, false,
+                      "エラー: 数値領域が一杯です。終了します。");
     freeNums--;
     numBase[i].mark = 'd';
     numBase[i].value = v;
     return numBase + i;
   }
   IntElem* getInt(long v) {
-    long i =
-        takeFree(intBits, intCursor, kIntegers, false, "エラー: 整数領域が一杯です。終了します。");
+    long i = takeFree(intBits, intCursor, intWraps, kIntegers, false,
+                      "エラー: 整数領域が一杯です。終了します。");
     freeInts--;
     intBase[i].mark = 'd';
     intBase[i].value = v;
@@ -124,11 +113,18 @@ class cmemory : public ctextproc {
     first->cdr = second;
     return first;
   }
-  long CellToInt(const _cell* c) { return c->type == 'i' ? ival(c) : 0; }
-  long CellToBunshi(const _cell* c) { return c->type == 'b' ? bunshi(c) : 0; }
-  long CellToBunbo(const _cell* c) { return c->type == 'b' ? bunbo(c) : 0; }
+  long CellToInt(const _cell* c) {
+    return c->type == 'i' ? ival(c) : 0;
+  }
+  long CellToBunshi(const _cell* c) {
+    return c->type == 'b' ? bunshi(c) : 0;
+  }
+  long CellToBunbo(const _cell* c) {
+    return c->type == 'b' ? bunbo(c) : 0;
+  }
 
-  // Root stacks.
+  // Root stacks. What must stay reachable, and from where, is the rooting contract written
+  // above forEachRoot (memory/roots.h): protect with CellFrame and LocalFrame guards.
   _cell* IncCellStack(_cell* c) {
     if (csTop - csBase > kCellStack - 2) Fatal("エラー: セルスタックが一杯です。終了します");
     *csTop++ = c;
@@ -138,12 +134,28 @@ class cmemory : public ctextproc {
     do {
       --csTop;
     } while (*csTop != nullptr);
+    if (csTop < csLow) csLow = csTop;
   }
   void IncLocStack(_symval* frame, long count);
   void PopLocStack() {
     do {
       --lsTop;
     } while (*lsTop != nullptr);
+    if (lsTop < lsLow) lsLow = lsTop;
+  }
+  // Sets the stack tops back to where an evaluation began.
+  void restoreStacks(_cell** cellTop, _symval** localTop) {
+    setCellTop(cellTop);
+    setLocalTop(localTop);
+  }
+  // Every lowering of a stack top goes through these (the collector watches how low).
+  void setCellTop(_cell** top) {
+    csTop = top;
+    if (top < csLow) csLow = top;
+  }
+  void setLocalTop(_symval** top) {
+    lsTop = top;
+    if (top < lsLow) lsLow = top;
   }
   void IncStaticStack(_symval* frame, long count);
 
@@ -160,8 +172,52 @@ class cmemory : public ctextproc {
   _symval* getFuncval2(_cell* symbol);
 
   // Collector.
+  // Every root of the collector, one call of visit(_cell*) each (memory/roots.h).
+  template <typename Visit>
+  void forEachRoot(Visit&& visit);
+  // Which roots: the cell and local stack entries in [from, to); with `tables`, the static
+  // stack and the global variable and function tables; with `exits`, the values of pending
+  // exits; and the symbols of allSymbols in [symbolsFrom, symbolsTo) that carry values.
+  struct RootSpan {
+    long cellFrom, cellTo, localFrom, localTo;
+    bool tables, exits;
+    size_t symbolsFrom, symbolsTo;
+  };
+  static constexpr size_t kAllSymbols = ~size_t{0};
+  RootSpan allRoots() const {
+    return {0, csTop - csBase, 0, lsTop - lsBase, true, true, 0, kAllSymbols};
+  }
+  // The roots above the stable part (see StableMarks).
+  RootSpan upperRoots() const {
+    return {stable.cellDepth, csTop - csBase, stable.localDepth, lsTop - lsBase, false, true, 0, 0};
+  }
+  template <typename Visit>
+  void forEachRoot(const RootSpan& span, Visit&& visit);
   void gc();
   void Disable(_cell* c);
+  // Write barriers: call before changing a field of an existing cell (car, cdr, values, env,
+  // type), a record of an existing frame, or the root tables (global variables, functions,
+  // the static stack). They tell the collector that the marks it kept may be out of date.
+  void touchCell(const _cell* c) {
+    if (stable.valid && isCellInArea(c) && stable.cells.bits.get(c - cellBase)) stable.dirty = true;
+  }
+  void touchFrame(_symval* f) {
+    if (stable.valid && f && frames.covered(f, stable.epoch)) stable.dirty = true;
+  }
+  void touchRoots() {
+    stable.dirty = true;
+  }
+  // Self-check build: the kept marks still are what the stable roots reach.
+  void checkStableMarks();
+  // Writes to a cell that may be older than the last evaluation step.
+  void setCar(_cell* c, _cell* v) {
+    touchCell(c);
+    c->car = v;
+  }
+  void setCdr(_cell* c, _cell* v) {
+    touchCell(c);
+    c->cdr = v;
+  }
   // At a point where a collection could run: marks into a scratch bitmap when the cell
   // area's memory wants regions to reuse (see CellPages); changes nothing visible.
   void findFreeRegions();
@@ -192,12 +248,27 @@ class cmemory : public ctextproc {
   _cell* now();
   _cell* timePair(long t);
 
-  bool isCellInArea(const _cell* c) const { return c >= cellBase && c < cellBase + kCells; }
+#ifdef TSUMUGI_STRESS
+  // At the start of an evaluation step: the check of memory/stress.h, when one is due.
+  void stressStep();
+  [[noreturn]] void ReachedPoisoned();
+  long stressCountdown = 0;
+  long stressChecks = 0;
+  MarkBits stressBits;
+  bool stressRecording = false;
+  std::vector<long> stressReached;  // cells (not symbols) the last check reached
+  std::vector<long> stressFresh;    // cells handed out since the last check
+#endif
+
+  bool isCellInArea(const _cell* c) const {
+    return c >= cellBase && c < cellBase + kCells;
+  }
 
   // State.
   _cell* cellBase = nullptr;
   CellPages cellPages;
   long cellCursor = 0;
+  long cellWraps = 0;
   MarkBits cellBits;
   int wrapped = 0;
   long freeCells = 0;
@@ -212,11 +283,13 @@ class cmemory : public ctextproc {
 
   NumElem* numBase = nullptr;
   long numCursor = 0;
+  long numWraps = 0;
   MarkBits numBits;
   long freeNums = 0;
 
   IntElem* intBase = nullptr;
   long intCursor = 0;
+  long intWraps = 0;
   MarkBits intBits;
   long freeInts = 0;
 
@@ -225,24 +298,40 @@ class cmemory : public ctextproc {
   _symval* fnBase = nullptr;
   long fnTop = 0;
 
+  // The root stacks. Anything the evaluator reads after an evaluation step must be reachable
+  // from them or from the other roots of forEachRoot (memory/roots.h, the rooting contract):
+  // protect cells with a CellFrame guard and frames with a LocalFrame guard, which put the
+  // tops back on every path out of the protecting function.
   _cell** csBase = nullptr;
   _cell** csTop = nullptr;
   _symval** lsBase = nullptr;
   _symval** lsTop = nullptr;
   _symval** ssBase = nullptr;
   _symval** ssTop = nullptr;
+  // The lowest the stack tops have been since the last collection.
+  _cell** csLow = nullptr;
+  _symval** lsLow = nullptr;
 
   FILE* streams[kStreams] = {};
+  // Exits travelling upward: their values are roots while the flags are set.
   int throwFlag = 0;
   int returnFromFlag = 0;
+  _cell* throwTag = nullptr;
+  _cell* throwValue = nullptr;
+  _cell* returnFromName = nullptr;
+  _cell* returnFromValue = nullptr;
   int errorDepth = 0;
 
  protected:
   // Binding frames: zero-filled arrays of records; null for a count of 0 or when the
   // memory cannot be had (the caller reports it).
-  _symval* allocFrame(long n) { return n > 0 ? frames.alloc(n) : nullptr; }
+  _symval* allocFrame(long n) {
+    return n > 0 ? frames.alloc(n) : nullptr;
+  }
   // The form that made a frame has ended with it.
-  void releaseFrame(_symval* f) { frames.release(f); }
+  void releaseFrame(_symval* f) {
+    frames.release(f);
+  }
   // A frame whose value is a closure stays alive, a root on the static stack.
   void keepFrame(_symval* f, long count) {
     IncStaticStack(f, count);
@@ -255,20 +344,68 @@ class cmemory : public ctextproc {
  private:
   // Closure conses whose env points at a frame; the collector drops the dead ones.
   std::vector<_cell*> envHolders;
-  void sweepEnvHolders(const MarkBits& reached);
+  // Drops the frames of the closures from index `from` on that `reached` does not hold.
+  void sweepEnvHolders(const MarkBits& reached, size_t from);
   // Marks everything reachable from the roots into these bitmaps (ints and nums optional).
   void markAll(MarkBits& cells, MarkBits* nums, MarkBits* ints);
+  // The marking alone, into bitmaps the caller has cleared; the number of roots visited and
+  // conses reached.
+  long markFromRoots(MarkBits& cells, MarkBits* nums, MarkBits* ints);
+  void markRoots(const RootSpan& span);
+  void clearMarks(MarkBits& cells, MarkBits* nums, MarkBits* ints);
+  // The collection itself, from the kept marks when they can be used, else in full.
+  bool collectFromStableMarks();
+  void collectFully();
+  bool keepStableMarks();
+  void extendStableMarks(long cellDepth, long localDepth);
+  void restoreArea(MarkBits& bits, AreaMarks& kept, long cursor, long wraps);
+  void coverFrames(long from, long to);
+  void startInterval();
+  void checkAgainstFullMarking();
+  StableMarks stable;
+  // While set, every bit the marking sets is also noted here (see StableMarks).
+  bool logging = false;
+  // While set, the frames of the closures the marking meets are covered (see StableMarks).
+  bool coverEnvs = false;
+  void markCell(long i) {
+    if (logging) {
+      if (markCells->get(i)) return;
+      note(stable.cells, i);
+    }
+#ifdef TSUMUGI_STRESS
+    if (stressRecording && !markCells->get(i)) stressReached.push_back(i);
+#endif
+    markCells->set(i);
+  }
+  void markElem(MarkBits* bits, AreaMarks& kept, long e) {
+    if (logging) {
+      if (bits->get(e)) return;
+      note(kept, e);
+    }
+    bits->set(e);
+  }
+  void note(AreaMarks& kept, long i) {
+    kept.upper.push_back(static_cast<uint32_t>(i));
+    if (kept.upper.size() > kMaxNoted) {
+      stable.overflow = true;
+      logging = false;
+    }
+  }
+  static constexpr size_t kMaxNoted = size_t{1} << 22;
+  MarkBits checkNums, checkInts;
   MarkBits* markCells = &cellBits;
   MarkBits* markNums = &numBits;
   MarkBits* markInts = &intBits;
   MarkBits scratchBits;
   long markedConses = 0;  // conses and arrays reached by the last marking
 
-  long takeFree(MarkBits& bits, long& cursor, long n, bool isCellArea, const char* fullMessage) {
+  long takeFree(MarkBits& bits, long& cursor, long& wraps, long n, bool isCellArea,
+                const char* fullMessage) {
     // Most of the time the element under the cursor is free.
     long i = bits.get(cursor) ? bits.nextClear(cursor, n - 1) : cursor;
     if (i < 0) {
       // The cursor passes the last element and starts again.
+      wraps++;
       if (isCellArea) cellWrapped();
       i = bits.nextClear(0, cursor);
       if (i < 0) Fatal(fullMessage);
@@ -277,6 +414,7 @@ class cmemory : public ctextproc {
     cursor = i + 1;
     if (cursor == n - 1) {
       cursor = 0;
+      wraps++;
       if (isCellArea) cellWrapped();
     }
     return i;
@@ -290,6 +428,56 @@ class cmemory : public ctextproc {
   _symval* findFunc(_cell* symbol);
   _cell* readElement(const char* text);
   std::vector<_cell*> markStack;
+};
+
+// Protects cells across inner evaluations: pushes a frame marker on the cell stack and puts
+// the top back where it was when the guard goes out of scope, on every path.
+class CellFrame {
+ public:
+  explicit CellFrame(cmemory& m) : m_(m), top_(m.csTop) { m.IncCellStack(nullptr); }
+  ~CellFrame() { release(); }
+  CellFrame(const CellFrame&) = delete;
+  CellFrame& operator=(const CellFrame&) = delete;
+  _cell* protect(_cell* c) { return m_.IncCellStack(c); }
+  // Ends the protection early (where the cells are no longer needed).
+  void release() {
+    if (top_) m_.setCellTop(top_);
+    top_ = nullptr;
+  }
+
+ private:
+  cmemory& m_;
+  _cell** top_;
+};
+
+// Keeps a binding frame on the local stack (a root) until the guard goes out of scope.
+class LocalFrame {
+ public:
+  LocalFrame(cmemory& m, _symval* frame, long count) : m_(m), top_(m.lsTop) {
+    m.IncLocStack(frame, count);
+  }
+  ~LocalFrame() { m_.setLocalTop(top_); }
+  LocalFrame(const LocalFrame&) = delete;
+  LocalFrame& operator=(const LocalFrame&) = delete;
+
+ private:
+  cmemory& m_;
+  _symval** top_;
+};
+
+// The cell and local stack tops when a form that receives exits started: whatever the
+// forms it ran left behind (an exit stops them before their pops) goes when it ends.
+class StackTops {
+ public:
+  explicit StackTops(cmemory& m) : m_(m), cells_(m.csTop), locals_(m.lsTop) {}
+  ~StackTops() { m_.restoreStacks(cells_, locals_); }
+  StackTops(const StackTops&) = delete;
+  StackTops& operator=(const StackTops&) = delete;
+
+ private:
+  cmemory& m_;
+  _cell** cells_;
+  _symval** locals_;
 };
 
 inline long double CellToNumber(const _cell* c) {

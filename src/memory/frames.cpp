@@ -11,7 +11,11 @@ _symval* FrameKeeper::allocFresh(long n) {
   h->refs = 0;
   h->state = kActive;
   h->n = n;
-  if (n <= kPooled) all_.push_back(h);  // large ones go back to the heap when disposed
+  h->epoch = 0;
+  if (n <= kPooled) {  // large ones go back to the heap when disposed
+    h->allNext = all_;
+    all_ = h;
+  }
   return reinterpret_cast<_symval*>(h + 1);
 }
 
@@ -20,7 +24,10 @@ void FrameKeeper::disposeLarge(Head* h) {
 }
 
 void FrameKeeper::releaseAll() {
-  for (Head* h : all_) std::free(h);
-  all_.clear();
+  while (all_) {
+    Head* h = all_;
+    all_ = h->allNext;
+    std::free(h);
+  }
   for (Head*& f : free_) f = nullptr;
 }

@@ -6,7 +6,6 @@
 
 #include <cstdint>
 #include <cstring>
-#include <vector>
 
 #include "memory/cell.h"
 
@@ -19,6 +18,7 @@ class FrameKeeper {
       free_[n] = h->next;
       h->refs = 0;
       h->state = kActive;
+      h->epoch = 0;
       _symval* f = reinterpret_cast<_symval*>(h + 1);
       for (long i = 0; i < n; i++) f[i] = _symval{0, nullptr, nullptr};
       return f;
@@ -39,6 +39,9 @@ class FrameKeeper {
   }
   // Frees every frame ever made (for harnesses that start a new session in the process).
   void releaseAll();
+  // The collector's record of which frames its kept marks were taken from (see StableMarks).
+  void cover(_symval* f, uint64_t epoch) { head(f)->epoch = epoch; }
+  bool covered(_symval* f, uint64_t epoch) const { return head(f)->epoch == epoch; }
   void decref(_symval* f) {
     if (!f) return;
     Head* h = head(f);
@@ -51,7 +54,9 @@ class FrameKeeper {
     int32_t refs;
     int32_t state;
     long n;
-    Head* next;  // in a list of free frames
+    Head* next;      // in a list of free frames
+    Head* allNext;   // in the list of every pooled frame, for releaseAll
+    uint64_t epoch;  // see cover()
   };
   static_assert(sizeof(Head) % 8 == 0, "records after the head stay aligned");
   static Head* head(_symval* f) { return reinterpret_cast<Head*>(f) - 1; }
@@ -68,5 +73,8 @@ class FrameKeeper {
   // Frames are mostly short and freed in nesting order: small ones are recycled by size.
   static constexpr long kPooled = 32;
   Head* free_[kPooled + 1] = {};
-  std::vector<Head*> all_;  // every frame obtained from the heap
+  // Every pooled frame obtained from the heap, linked through the frames themselves: a
+  // growing array would need ever larger contiguous blocks, which a deep recursion under a
+  // tight address-space limit cannot get.
+  Head* all_ = nullptr;
 };

@@ -3,20 +3,28 @@
 #include <cstring>
 
 #include "memory/cmemory.h"
+#include "memory/roots.h"
 
 void cmemory::gc() {
-  // Reset: everything free but the symbol cells, which are never reclaimed.
-  markAll(cellBits, &numBits, &intBits);
-  cellPages.afterCollection(cellBits, cellCursor, markedConses);
-
+  if (!collectFromStableMarks()) collectFully();
+#ifdef TSUMUGI_GC_CHECK
+  checkAgainstFullMarking();
+#endif
   long cells = cellBits.count();
   long nums = numBits.count();
   long ints = intBits.count();
+  if (stable.valid) {
+    // The same numbers without a pass over the bitmaps.
+    cells = stable.cells.count + static_cast<long>(stable.cells.upper.size());
+    nums = stable.nums.count + static_cast<long>(stable.nums.upper.size());
+    ints = stable.ints.count + static_cast<long>(stable.ints.upper.size());
+  }
   freeCells = kCells - cells;
   freeNums = kNumbers - nums;
   freeInts = kIntegers - ints;
   std::printf("gc: セル %ld個 浮動小数点数 %ld個 整数 %ld個 使用中 %c\n", cells, nums, ints,
               wrapped ? '*' : ' ');
+  startInterval();
 }
 
 void cmemory::findFreeRegions() {
@@ -28,109 +36,110 @@ void cmemory::findFreeRegions() {
     return;
   }
   markAll(scratchBits, nullptr, nullptr);
+  stable.holders = 0;  // the sweep may have moved closures into the kept prefix
   cellPages.afterCollection(scratchBits, cellCursor, markedConses);
 }
 
-void cmemory::markAll(MarkBits& cells, MarkBits* nums, MarkBits* ints) {
+void cmemory::clearMarks(MarkBits& cells, MarkBits* nums, MarkBits* ints) {
+  // Everything free but the symbol cells, which are never reclaimed.
   cells.clear();
   for (uint32_t i : allSymbols) cells.set(i);
   if (nums) nums->clear();
   if (ints) ints->clear();
+  markedConses = 0;
+}
+
+void cmemory::markAll(MarkBits& cells, MarkBits* nums, MarkBits* ints) {
+  clearMarks(cells, nums, ints);
+  markFromRoots(cells, nums, ints);
+  sweepEnvHolders(cells, 0);
+}
+
+long cmemory::markFromRoots(MarkBits& cells, MarkBits* nums, MarkBits* ints) {
+  // Symbol cells are never reclaimed.
+  for (uint32_t i : allSymbols) cells.set(i);
   markCells = &cells;
   markNums = nums;
   markInts = ints;
   markedConses = 0;
-  for (_cell** p = csBase; p < csTop; p++) {
-    if (*p) Disable(*p);
-  }
-  for (_symval** p = lsBase; p < lsTop; p++) {
-    if (*p && (*p)->symbol) Disable((*p)->value);
-  }
-  for (_symval** p = ssBase; p < ssTop; p++) {
-    if (*p && (*p)->symbol) Disable((*p)->value);
-  }
-  for (long i = 0; i < gvTop; i++) Disable(gvBase[i].value);
-  for (long i = 0; i < fnTop; i++) Disable(fnBase[i].value);
-  sweepEnvHolders(cells);
+  long roots = 0;
+  forEachRoot([this, &roots](_cell* c) {
+    roots++;
+    Disable(c);
+  });
   markCells = &cellBits;
   markNums = &numBits;
   markInts = &intBits;
+  return markedConses + roots;
+}
+
+void cmemory::markRoots(const RootSpan& span) {
+  forEachRoot(span, [this](_cell* c) { Disable(c); });
 }
 
 void cmemory::Disable(_cell* root) {
-  // Depth first, car before cdr before the values list, exactly as a recursive walk
-  // would go, but with an explicit stack so that no list is too long or too deep.
-  // An entry with its low bit set stands for "the values step of this cell".
+  // Depth first, car before cdr, with an explicit stack so that no list is too long or too
+  // deep. A multiple-values list is marked whole, its first value included: the values
+  // printed later read those very cells. A closure's captured records belong to its cons.
   markStack.clear();
   _cell* x = root;
   for (;;) {
     if (x && isCellInArea(x)) {
       long idx = x - cellBase;
-      bool valuesStep = false;
+#ifdef TSUMUGI_STRESS
+      if (x->spare & kPoisoned) ReachedPoisoned();
+#endif
       switch (x->type) {
         case 's':
         case 'm':
-          markCells->set(idx);
-          valuesStep = true;
+          markCell(idx);
           break;
         case 'i':
         case 'n':
         case 'b':
-          markCells->set(idx);
+          markCell(idx);
           if (x->type == 'n') {
             long e = reinterpret_cast<NumElem*>(x->car) - numBase;
-            if (markNums && e >= 0 && e < kNumbers) markNums->set(e);
+            if (markNums && e >= 0 && e < kNumbers) markElem(markNums, stable.nums, e);
           } else if (markInts) {
             long e = reinterpret_cast<IntElem*>(x->car) - intBase;
-            if (e >= 0 && e < kIntegers) markInts->set(e);
+            if (e >= 0 && e < kIntegers) markElem(markInts, stable.ints, e);
             if (x->type == 'b') {
               e = reinterpret_cast<IntElem*>(x->cdr) - intBase;
-              if (e >= 0 && e < kIntegers) markInts->set(e);
+              if (e >= 0 && e < kIntegers) markElem(markInts, stable.ints, e);
             }
           }
-          valuesStep = true;
           break;
         case 'l':
         case 'a':
           if (markCells->get(idx)) break;
-          markCells->set(idx);
+          markCell(idx);
           markedConses++;
-          if (x->values)
-            markStack.push_back(reinterpret_cast<_cell*>(reinterpret_cast<uintptr_t>(x) | 1));
+          if (x->values) markStack.push_back(x->values);
+          if (coverEnvs && x->env) frames.cover(x->env, stable.epoch);
+          for (long i = x->env ? x->envCount - 1 : -1; i >= 0; i--) {
+            if (x->env[i].symbol) markStack.push_back(x->env[i].value);
+          }
           markStack.push_back(x->cdr);
           x = x->car;
           continue;
         default:
+          x = nullptr;
           break;
       }
-      if (valuesStep && x->values) {
-        // The first cons of the values list is marked without following its car.
-        _cell* v = x->values;
-        if (isCellInArea(v)) {
-          markCells->set(v - cellBase);
-          if (v->cdr && v->cdr->type == 'l') {
-            x = v->cdr;
-            continue;
-          }
-        }
+      if (x && x->type != 'l' && x->type != 'a' && x->values) {
+        x = x->values;
+        continue;
       }
     }
     if (markStack.empty()) return;
     x = markStack.back();
     markStack.pop_back();
-    if (reinterpret_cast<uintptr_t>(x) & 1) {
-      x = reinterpret_cast<_cell*>(reinterpret_cast<uintptr_t>(x) & ~uintptr_t{1});
-      _cell* v = x->values;
-      x = nullptr;
-      if (isCellInArea(v)) {
-        markCells->set(v - cellBase);
-        if (v->cdr && v->cdr->type == 'l') x = v->cdr;
-      }
-    }
   }
 }
 
 void cmemory::captureFrame(_cell* lambda, _symval* f, long count) {
+  touchCell(lambda);
   if (lambda->env != f) {
     frames.incref(f);
     frames.decref(lambda->env);
@@ -143,10 +152,11 @@ void cmemory::captureFrame(_cell* lambda, _symval* f, long count) {
   }
 }
 
-void cmemory::sweepEnvHolders(const MarkBits& reached) {
+void cmemory::sweepEnvHolders(const MarkBits& reached, size_t from) {
   // A closure cons nothing reaches any more lets go of its frame.
-  size_t kept = 0;
-  for (_cell* c : envHolders) {
+  size_t kept = from;
+  for (size_t i = from; i < envHolders.size(); i++) {
+    _cell* c = envHolders[i];
     if (reached.get(c - cellBase) && c->env) {
       envHolders[kept++] = c;
     } else {

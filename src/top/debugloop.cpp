@@ -27,8 +27,7 @@ _cell* cfunction::evalTopForm(_cell* form, _symval* frame, long count) {
   IncCellStack(nullptr);
   IncCellStack(form);
   _cell* r = eval(form, frame, count, 0);
-  csTop = cellTop;
-  lsTop = localTop;
+  restoreStacks(cellTop, localTop);
   return r;
 }
 

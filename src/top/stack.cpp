@@ -50,7 +50,7 @@ size_t addressRoom(size_t upTo) {
 // user function allocates its binding frame there, and a deep recursion should end on the
 // depth check rather than on a failed frame allocation.
 size_t stackShare(size_t room) {
-  size_t heap = std::max(room / 8, kHeapFloor);
+  size_t heap = std::max(room / 4, kHeapFloor);
   return room > heap ? (room - heap) / kGrain * kGrain : 0;
 }
 

@@ -1,0 +1,19 @@
+#pragma once
+
+#include <cstdint>
+
+// A bitmap of "in use" marks kept beside an area: zero-filled memory means free.
+struct MarkBits {
+  uint64_t* words = nullptr;
+  long size = 0;  // elements
+  bool get(long i) const { return (words[i >> 6] >> (i & 63)) & 1; }
+  void set(long i) { words[i >> 6] |= uint64_t{1} << (i & 63); }
+  // First clear (set) bit in [from, to), or -1.
+  long nextClear(long from, long to) const;
+  long nextSet(long from, long to) const;
+  long count() const;
+  void clear();
+};
+
+// Zero-filled bits for n elements; false when the memory cannot be had.
+bool allocBits(MarkBits& b, long n);
