@@ -31,40 +31,49 @@ _cell* cfunction::bindAndRun(_cell* args, long k, _symval* frame, long count, lo
   _symval* f = allocFrame(k + count);
   if (!f) return fail(kNoFrame, frame, count);
   copyEnclosing(f, k, frame, count);
-  IncCellStack(nullptr);
-  IncCellStack(args);
-  _cell* b = args->car;
-  for (long i = 0; i < k; i++, b = b->cdr) {
-    _cell* binding = b->car;
-    // (var) or (var init): a bare symbol or any other shape is malformed.
-    bool wellFormed =
-        consp(binding) && binding->car->type == 's' &&
-        (binding->cdr == NILCell || (consp(binding->cdr) && binding->cdr->cdr == NILCell));
-    if (!wellFormed) {
-      PopCellStack();
-      releaseFrame(f);
-      return fail(kBadForm, frame, count);
-    }
-    _cell* value = NILCell;
-    if (consp(binding->cdr)) {
-      // LET runs every init form in the enclosing frame (parallel binding); LET* runs each
-      // in the new frame, where the variables bound before it are visible.
-      value = sequential ? eval(binding->cdr->car, f, k + count, moved)
-                         : eval(binding->cdr->car, frame, count, 0);
-      if (!value) {
-        PopCellStack();
-        releaseFrame(f);
-        return nullptr;
+  _cell* r = nullptr;
+  bool bound = true;
+  {
+    // The frame is a root from here on: an init form may assign a variable of it (LET*) or
+    // an outer variable whose old value only the copy still holds.
+    LocalFrame local(*this, f, k + count);
+    {
+      CellFrame cells(*this);
+      cells.protect(args);
+      _cell* b = args->car;
+      for (long i = 0; i < k; i++, b = b->cdr) {
+        _cell* binding = b->car;
+        // (var) or (var init): a bare symbol or any other shape is malformed.
+        bool wellFormed =
+            consp(binding) && binding->car->type == 's' &&
+            (binding->cdr == NILCell || (consp(binding->cdr) && binding->cdr->cdr == NILCell));
+        if (!wellFormed) {
+          bound = false;
+          fail(kBadForm, frame, count);
+          break;
+        }
+        _cell* value = NILCell;
+        if (consp(binding->cdr)) {
+          // LET runs every init form in the enclosing frame (parallel binding); LET* runs
+          // each in the new frame, where the variables bound before it are visible.
+          value = sequential ? eval(binding->cdr->car, f, k + count, moved)
+                             : eval(binding->cdr->car, frame, count, 0);
+          if (!value) {
+            bound = false;
+            break;
+          }
+          cells.protect(value);
+        }
+        f[i].symbol = binding->car;
+        f[i].value = value;
       }
-      IncCellStack(value);
     }
-    f[i].symbol = binding->car;
-    f[i].value = value;
+    if (bound) r = tprogn(args->cdr, f, k + count, moved);
   }
-  PopCellStack();
-  IncLocStack(f, k + count);
-  _cell* r = tprogn(args->cdr, f, k + count, moved);
-  PopLocStack();
+  if (!bound) {
+    releaseFrame(f);
+    return nullptr;
+  }
   SetOrgLoc(frame, count, f, k, k + count);
   endFrame(f, k + count, r);
   return r;

@@ -191,10 +191,6 @@ class cfunction : public cprint {
   _cell* GoSymbol = nullptr;
   char ReturnFlag = 0;
   _cell* ReturnValue = nullptr;
-  _cell* throwTag = nullptr;
-  _cell* throwValue = nullptr;
-  _cell* returnFromName = nullptr;
-  _cell* returnFromValue = nullptr;
 
  protected:
   // The primitive behind a head that passes its one argument form unevaluated.

@@ -264,11 +264,8 @@ __attribute__((always_inline)) inline _cell* cfunction::evalu(_cell* form, _symv
       NEED2;
       _cell* sym = args->car;
       if (sym->type == 's' && sym->sub == 'c') return syntaxError(frame, count);
-      IncCellStack(nullptr);
-      IncCellStack(args);
-      _cell* v = eval(args->cdr->car, frame, count, mark);
-      if (!v) return nullptr;  // deliberately without popping: the loops reset the stacks
-      PopCellStack();
+      _cell* v = evalProtected(args->cdr->car, frame, count, mark);
+      if (!v) return nullptr;
       if (sym->type != 's') return syntaxError(frame, count);
       long i = getLocal(frame, count, sym, 0);
       if (i >= 0) {
@@ -591,15 +588,21 @@ __attribute__((always_inline)) inline _cell* cfunction::evalu(_cell* form, _symv
   long n = tlength(lambdaList);
   _symval* newFrame = allocFrame(n);
   if (n > 0 && !newFrame) return fail("エラー: ローカル変数領域の確保に失敗しました", frame, count);
-  int bound = initTemploc(newFrame, n, lambdaList, args, frame, count, mark);
-  if (bound <= 0) {
-    releaseFrame(newFrame);
-    if (bound == 0) return fail("エラー: 引数の数が違います", frame, count);
-    return nullptr;
+  _cell* r;
+  {
+    // The definition stays alive while the call runs, even if an argument form or the body
+    // redefines the function.
+    CellFrame running(*this);
+    running.protect(def);
+    int bound = initTemploc(newFrame, n, lambdaList, args, frame, count, mark);
+    if (bound <= 0) {
+      releaseFrame(newFrame);
+      if (bound == 0) return fail("エラー: 引数の数が違います", frame, count);
+      return nullptr;
+    }
+    LocalFrame local(*this, newFrame, n);
+    r = tprogn(def->cdr, newFrame, n, 0);
   }
-  IncLocStack(newFrame, n);
-  _cell* r = tprogn(def->cdr, newFrame, n, 0);
-  PopLocStack();
   returnFromValue = nullptr;
   endFrame(newFrame, n, r);
   return r;

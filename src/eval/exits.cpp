@@ -10,9 +10,10 @@ _cell* cfunction::catch_lisp(_cell* args, _symval* frame, long count) {
     std::puts("エラー: CATCHのタグの名前の評価に失敗しました\n");
     return nullptr;
   }
-  IncCellStack(nullptr);
-  IncCellStack(tag);
-  IncCellStack(args);
+  StackTops start(*this);
+  CellFrame cells(*this);
+  cells.protect(tag);
+  cells.protect(args);
   _cell* r = NILCell;
   for (_cell* p = args->cdr; consp(p); p = p->cdr) {
     r = eval(p->car, frame, count, 0);
@@ -24,7 +25,6 @@ _cell* cfunction::catch_lisp(_cell* args, _symval* frame, long count) {
       break;
     }
   }
-  PopCellStack();
   return r;
 }
 
@@ -37,10 +37,11 @@ _cell* cfunction::throw_lisp(_cell* args, _symval* frame, long count) {
     return nullptr;
   }
   if (!consp(args->cdr)) return fail(kBadArgs, frame, count);
-  IncCellStack(nullptr);
-  IncCellStack(throwTag);
-  throwValue = eval(args->cdr->car, frame, count, 0);  // a failed value travels as it is
-  PopCellStack();
+  {
+    CellFrame cells(*this);
+    cells.protect(throwTag);
+    throwValue = eval(args->cdr->car, frame, count, 0);  // a failed value travels as it is
+  }
   throwFlag = 1;
   return nullptr;
 }
@@ -49,8 +50,9 @@ _cell* cfunction::block_lisp(_cell* args, _symval* frame, long count) {
   if (!consp(args)) return fail("エラー: BLOCKの引数が異常です\n", frame, count);
   _cell* name = args->car;
   if (name->type != 's') return fail("エラー: BLOCKの名前が異常です", frame, count);
-  IncCellStack(nullptr);
-  IncCellStack(args);
+  StackTops start(*this);
+  CellFrame cells(*this);
+  cells.protect(args);
   _cell* r = NILCell;
   for (_cell* p = args->cdr; consp(p); p = p->cdr) {
     r = eval(p->car, frame, count, 0);
@@ -63,7 +65,6 @@ _cell* cfunction::block_lisp(_cell* args, _symval* frame, long count) {
       break;
     }
   }
-  PopCellStack();
   return r;
 }
 
@@ -85,13 +86,17 @@ _cell* cfunction::unwind_protect(_cell* args, _symval* frame, long count) {
   if (!consp(args) || !(consp(args->cdr) || args->cdr == NILCell)) {
     return fail("エラー: UNWIND-PROTECTの引数が異常です\n", frame, count);
   }
-  IncCellStack(nullptr);
-  IncCellStack(args);
-  _cell* protectedValue = eval(args->car, frame, count, 0);
-  if (protectedValue) IncCellStack(protectedValue);
-  // The cleanup runs whatever happened; a pending exit stays pending meanwhile.
-  _cell* cleanup = tprogn(args->cdr, frame, count, 0);
-  PopCellStack();
+  _cell* protectedValue;
+  _cell* cleanup;
+  {
+    CellFrame cells(*this);
+    cells.protect(args);
+    protectedValue = eval(args->car, frame, count, 0);
+    if (protectedValue) cells.protect(protectedValue);
+    // The cleanup runs whatever happened; a pending exit stays pending (and its value a
+    // root) meanwhile.
+    cleanup = tprogn(args->cdr, frame, count, 0);
+  }
   if (cleanup) return protectedValue;
   throwFlag = 0;  // a failing cleanup cancels a pending THROW (not a RETURN-FROM)
   return nullptr;

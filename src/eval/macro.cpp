@@ -30,8 +30,8 @@ int cfunction::initTemplocForMacro(_symval* frame, long n, _cell* lambdaList, _c
 }
 
 // Binds the argument forms and evaluates the macro body in its own frame, which is left on
-// the local stack when the expansion is had (kExpanded). A failed expansion leaves it there
-// too; the loops reset the stack.
+// the local stack when the expansion is had (kExpanded). A failed expansion takes it off and
+// releases it, so that exits caught around failing expansions cost no memory.
 cfunction::Expansion cfunction::expand(_cell* args, _symval* record, _symval* callerFrame,
                                        long callerCount, long mark) {
   _cell* def = record->value;
@@ -50,9 +50,20 @@ cfunction::Expansion cfunction::expand(_cell* args, _symval* record, _symval* ca
     releaseFrame(f);
     return {kNoBody, NILCell, nullptr};  // a definition without a body form expands to NIL
   }
+  _symval** localTop = lsTop;
   IncLocStack(f, n);
-  _cell* e = eval(def->cdr->car, f, n, mark);
-  return {e ? kExpanded : kFailed, e, f};
+  _cell* e;
+  {
+    CellFrame running(*this);  // the definition, even if the body redefines the macro
+    running.protect(def);
+    e = eval(def->cdr->car, f, n, mark);
+  }
+  if (!e) {
+    lsTop = localTop;
+    releaseFrame(f);
+    return {kFailed, nullptr, nullptr};
+  }
+  return {kExpanded, e, f};
 }
 
 _cell* cfunction::MacroExec(_cell* args, _symval* record, _symval* callerFrame, long callerCount) {

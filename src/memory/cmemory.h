@@ -128,7 +128,8 @@ class cmemory : public ctextproc {
   long CellToBunshi(const _cell* c) { return c->type == 'b' ? bunshi(c) : 0; }
   long CellToBunbo(const _cell* c) { return c->type == 'b' ? bunbo(c) : 0; }
 
-  // Root stacks.
+  // Root stacks. What must stay reachable, and from where, is the rooting contract written
+  // above forEachRoot (memory/roots.h): protect with CellFrame and LocalFrame guards.
   _cell* IncCellStack(_cell* c) {
     if (csTop - csBase > kCellStack - 2) Fatal("エラー: セルスタックが一杯です。終了します");
     *csTop++ = c;
@@ -160,6 +161,9 @@ class cmemory : public ctextproc {
   _symval* getFuncval2(_cell* symbol);
 
   // Collector.
+  // Every root of the collector, one call of visit(_cell*) each (memory/roots.h).
+  template <typename Visit>
+  void forEachRoot(Visit&& visit);
   void gc();
   void Disable(_cell* c);
   // At a point where a collection could run: marks into a scratch bitmap when the cell
@@ -233,8 +237,13 @@ class cmemory : public ctextproc {
   _symval** ssTop = nullptr;
 
   FILE* streams[kStreams] = {};
+  // Exits travelling upward: their values are roots while the flags are set.
   int throwFlag = 0;
   int returnFromFlag = 0;
+  _cell* throwTag = nullptr;
+  _cell* throwValue = nullptr;
+  _cell* returnFromName = nullptr;
+  _cell* returnFromValue = nullptr;
   int errorDepth = 0;
 
  protected:
@@ -290,6 +299,54 @@ class cmemory : public ctextproc {
   _symval* findFunc(_cell* symbol);
   _cell* readElement(const char* text);
   std::vector<_cell*> markStack;
+};
+
+// Protects cells across inner evaluations: pushes a frame marker on the cell stack and puts
+// the top back where it was when the guard goes out of scope, on every path.
+class CellFrame {
+ public:
+  explicit CellFrame(cmemory& m) : m_(m), top_(m.csTop) { m.IncCellStack(nullptr); }
+  ~CellFrame() { m_.csTop = top_; }
+  CellFrame(const CellFrame&) = delete;
+  CellFrame& operator=(const CellFrame&) = delete;
+  _cell* protect(_cell* c) { return m_.IncCellStack(c); }
+
+ private:
+  cmemory& m_;
+  _cell** top_;
+};
+
+// Keeps a binding frame on the local stack (a root) until the guard goes out of scope.
+class LocalFrame {
+ public:
+  LocalFrame(cmemory& m, _symval* frame, long count) : m_(m), top_(m.lsTop) {
+    m.IncLocStack(frame, count);
+  }
+  ~LocalFrame() { m_.lsTop = top_; }
+  LocalFrame(const LocalFrame&) = delete;
+  LocalFrame& operator=(const LocalFrame&) = delete;
+
+ private:
+  cmemory& m_;
+  _symval** top_;
+};
+
+// The cell and local stack tops when a form that receives exits started: whatever the
+// forms it ran left behind (an exit stops them before their pops) goes when it ends.
+class StackTops {
+ public:
+  explicit StackTops(cmemory& m) : m_(m), cells_(m.csTop), locals_(m.lsTop) {}
+  ~StackTops() {
+    m_.csTop = cells_;
+    m_.lsTop = locals_;
+  }
+  StackTops(const StackTops&) = delete;
+  StackTops& operator=(const StackTops&) = delete;
+
+ private:
+  cmemory& m_;
+  _cell** cells_;
+  _symval** locals_;
 };
 
 inline long double CellToNumber(const _cell* c) {

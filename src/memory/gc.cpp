@@ -3,6 +3,7 @@
 #include <cstring>
 
 #include "memory/cmemory.h"
+#include "memory/roots.h"
 
 void cmemory::gc() {
   // Reset: everything free but the symbol cells, which are never reclaimed.
@@ -40,17 +41,7 @@ void cmemory::markAll(MarkBits& cells, MarkBits* nums, MarkBits* ints) {
   markNums = nums;
   markInts = ints;
   markedConses = 0;
-  for (_cell** p = csBase; p < csTop; p++) {
-    if (*p) Disable(*p);
-  }
-  for (_symval** p = lsBase; p < lsTop; p++) {
-    if (*p && (*p)->symbol) Disable((*p)->value);
-  }
-  for (_symval** p = ssBase; p < ssTop; p++) {
-    if (*p && (*p)->symbol) Disable((*p)->value);
-  }
-  for (long i = 0; i < gvTop; i++) Disable(gvBase[i].value);
-  for (long i = 0; i < fnTop; i++) Disable(fnBase[i].value);
+  forEachRoot([this](_cell* c) { Disable(c); });
   sweepEnvHolders(cells);
   markCells = &cellBits;
   markNums = &numBits;
@@ -58,20 +49,18 @@ void cmemory::markAll(MarkBits& cells, MarkBits* nums, MarkBits* ints) {
 }
 
 void cmemory::Disable(_cell* root) {
-  // Depth first, car before cdr before the values list, exactly as a recursive walk
-  // would go, but with an explicit stack so that no list is too long or too deep.
-  // An entry with its low bit set stands for "the values step of this cell".
+  // Depth first, car before cdr, with an explicit stack so that no list is too long or too
+  // deep. A multiple-values list is marked whole, its first value included: the values
+  // printed later read those very cells. A closure's captured records belong to its cons.
   markStack.clear();
   _cell* x = root;
   for (;;) {
     if (x && isCellInArea(x)) {
       long idx = x - cellBase;
-      bool valuesStep = false;
       switch (x->type) {
         case 's':
         case 'm':
           markCells->set(idx);
-          valuesStep = true;
           break;
         case 'i':
         case 'n':
@@ -88,45 +77,31 @@ void cmemory::Disable(_cell* root) {
               if (e >= 0 && e < kIntegers) markInts->set(e);
             }
           }
-          valuesStep = true;
           break;
         case 'l':
         case 'a':
           if (markCells->get(idx)) break;
           markCells->set(idx);
           markedConses++;
-          if (x->values)
-            markStack.push_back(reinterpret_cast<_cell*>(reinterpret_cast<uintptr_t>(x) | 1));
+          if (x->values) markStack.push_back(x->values);
+          for (long i = x->env ? x->envCount - 1 : -1; i >= 0; i--) {
+            if (x->env[i].symbol) markStack.push_back(x->env[i].value);
+          }
           markStack.push_back(x->cdr);
           x = x->car;
           continue;
         default:
+          x = nullptr;
           break;
       }
-      if (valuesStep && x->values) {
-        // The first cons of the values list is marked without following its car.
-        _cell* v = x->values;
-        if (isCellInArea(v)) {
-          markCells->set(v - cellBase);
-          if (v->cdr && v->cdr->type == 'l') {
-            x = v->cdr;
-            continue;
-          }
-        }
+      if (x && x->type != 'l' && x->type != 'a' && x->values) {
+        x = x->values;
+        continue;
       }
     }
     if (markStack.empty()) return;
     x = markStack.back();
     markStack.pop_back();
-    if (reinterpret_cast<uintptr_t>(x) & 1) {
-      x = reinterpret_cast<_cell*>(reinterpret_cast<uintptr_t>(x) & ~uintptr_t{1});
-      _cell* v = x->values;
-      x = nullptr;
-      if (isCellInArea(v)) {
-        markCells->set(v - cellBase);
-        if (v->cdr && v->cdr->type == 'l') x = v->cdr;
-      }
-    }
   }
 }
 
