@@ -8,6 +8,9 @@ class cfunction : public cprint {
   // Dispatch.
   _cell* eval(_cell* form, _symval* frame, long count, long mark);
   _cell* evalu(_cell* form, _symval* frame, long count, int& passThrough, long mark);
+  _cell* evalForm(_cell* form, _symval* frame, long count, long mark);
+  bool startStep(_symval* frame, long count);
+  bool stepChores(_symval* frame, long count);
 
   // List workers shared by the special forms.
   int CheckFunc(_cell* args);
