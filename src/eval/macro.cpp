@@ -36,7 +36,7 @@ cfunction::Expansion cfunction::expand(_cell* args, _symval* record, _symval* ca
                                        long callerCount, long mark) {
   _cell* def = record->value;
   long n = tlength(def->car);
-  _symval* f = allocFrame(n);
+  _symval* f = allocCallFrame(n);
   if (n > 0 && !f) {
     fail("エラー: ローカル変数領域の確保に失敗しました", callerFrame, callerCount);
     return {kFailed, nullptr, nullptr};

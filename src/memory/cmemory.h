@@ -250,6 +250,9 @@ class cmemory : public ctextproc {
   // Binding frames: zero-filled arrays of records; null for a count of 0 or when the
   // memory cannot be had (the caller reports it).
   _symval* allocFrame(long n) { return n > 0 ? frames.alloc(n) : nullptr; }
+  // The same without the zero-filling, for frames of calls: the lambda-list walk writes
+  // every record of them (see cfunction::walkLambdaList).
+  _symval* allocCallFrame(long n) { return n > 0 ? frames.allocUnfilled(n) : nullptr; }
   // The form that made a frame has ended with it.
   void releaseFrame(_symval* f) { frames.release(f); }
   // A frame whose value is a closure stays alive, a root on the static stack.
