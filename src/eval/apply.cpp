@@ -166,7 +166,7 @@ _cell* cfunction::callLambda(_cell* lambda, _cell* args, _symval* callerFrame, l
                              long mark) {
   if (!consp(lambda->cdr)) return syntaxError(callerFrame, callerCount);
   _cell* lambdaList = lambda->cdr->car;
-  long n = tlength(lambdaList);
+  long n = shortLength(lambdaList);
   long m = lambda->envCount;
   _symval* env = lambda->env;
   _symval* f = allocCallFrame(n + m);

@@ -36,6 +36,15 @@ class cfunction : public cprint {
     }
     return n;
   }
+  // tlength for lists that are nearly always short, such as lambda lists: a short list is
+  // counted without the cycle check, which a longer (or circular) one still gets.
+  long shortLength(_cell* list) {
+    long n = 0;
+    for (_cell* p = list; p->type == 'l'; p = p->cdr) {
+      if (++n > 64) return tlength(list);
+    }
+    return n;
+  }
   _cell* tmember(_cell* x, _cell* list);
   _cell* jcons(_cell* a, _cell* d);
   _cell* jnth(long n, _cell* list);

@@ -601,7 +601,7 @@ __attribute__((always_inline)) inline _cell* cfunction::evalu(_cell* form, _symv
   if (rec->tag == 'm') return MacroExec(args, rec, frame, count);
   _cell* def = rec->value;
   _cell* lambdaList = def->car;
-  long n = tlength(lambdaList);
+  long n = shortLength(lambdaList);
   _symval* newFrame = allocCallFrame(n);
   if (n > 0 && !newFrame) return fail("エラー: ローカル変数領域の確保に失敗しました", frame, count);
   _cell* r;

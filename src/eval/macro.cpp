@@ -35,7 +35,7 @@ int cfunction::initTemplocForMacro(_symval* frame, long n, _cell* lambdaList, _c
 cfunction::Expansion cfunction::expand(_cell* args, _symval* record, _symval* callerFrame,
                                        long callerCount, long mark) {
   _cell* def = record->value;
-  long n = tlength(def->car);
+  long n = shortLength(def->car);
   _symval* f = allocCallFrame(n);
   if (n > 0 && !f) {
     fail("エラー: ローカル変数領域の確保に失敗しました", callerFrame, callerCount);
