@@ -9,6 +9,7 @@ class cfunction : public cprint {
   _cell* eval(_cell* form, _symval* frame, long count, long mark);
   _cell* evalu(_cell* form, _symval* frame, long count, int& passThrough, long mark);
   _cell* evalForm(_cell* form, _symval* frame, long count, long mark);
+  _cell* evalAtom(_cell* form, _symval* frame, long count);
   bool startStep(_symval* frame, long count);
   bool stepChores(_symval* frame, long count);
 

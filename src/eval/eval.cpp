@@ -99,10 +99,14 @@ inline bool cfunction::startStep(_symval* frame, long count) {
   return true;
 }
 
-// Atoms are evaluated here and forms by evalForm, which is large: keeping it out of line
-// spares the many atom evaluations its entry and exit costs.
+// Atoms are evaluated by evalAtom and forms by evalForm, which is large: keeping them apart
+// spares the many atom evaluations its entry and exit costs, and eval itself is two jumps.
 _cell* cfunction::eval(_cell* form, _symval* frame, long count, long mark) {
   if (form->type == 'l') return evalForm(form, frame, count, mark);
+  return evalAtom(form, frame, count);
+}
+
+__attribute__((noinline)) _cell* cfunction::evalAtom(_cell* form, _symval* frame, long count) {
   if (!startStep(frame, count)) return nullptr;
   if (form->type != 's') return form;  // self-evaluating; its values are kept
   if (form->sub == 'c') {
