@@ -2,11 +2,12 @@
 # compiler, CMake and make; `make test` installs GoogleTest when it is missing.
 BUILD := build
 ASAN_BUILD := build-asan
+STRESS_BUILD := build-stress
 JOBS := $(shell nproc 2>/dev/null || echo 2)
 # The recursive makes that CMake runs do not announce every directory they enter.
 MAKEFLAGS += --no-print-directory
 
-.PHONY: all configure build run test test-fast test-sanitize deps clean install
+.PHONY: all configure build run test test-fast test-sanitize test-stress deps clean install
 
 all: build
 
@@ -38,10 +39,17 @@ test-sanitize: deps
 	@cmake --build $(ASAN_BUILD) -j $(JOBS)
 	ctest --test-dir $(ASAN_BUILD) --output-on-failure -j $(JOBS) --no-tests=error
 
-test: test-fast test-sanitize
+# Every transcript, session and example again on the collector stress build, which checks at
+# evaluation steps that nothing the evaluator still needs is left unrooted.
+test-stress:
+	cmake -S . -B $(STRESS_BUILD) -DCMAKE_BUILD_TYPE=Release -DTSUMUGI_STRESS=ON >/dev/null
+	cmake --build $(STRESS_BUILD) -j $(JOBS)
+	ctest --test-dir $(STRESS_BUILD) --output-on-failure -j $(JOBS) --no-tests=error
+
+test: test-fast test-sanitize test-stress
 
 clean:
-	rm -rf $(BUILD) $(ASAN_BUILD)
+	rm -rf $(BUILD) $(ASAN_BUILD) $(STRESS_BUILD)
 
 # Installs build/tsumugi, its man page, the manual, the example programs and the library
 # common.lisp under $(PREFIX), staged under $(DESTDIR) when that is set.

@@ -34,42 +34,37 @@ int cfunction::initTemploc(_symval* frame, long n, _cell* lambdaList, _cell* arg
   long r;
   if (!walkLambdaList(frame, n, lambdaList, false, &r)) return 0;
   long v = r >= 0 ? n - 1 : n;
-  IncCellStack(nullptr);
-  IncCellStack(args);
-  for (long i = 0; i < v; i++) {
-    _cell* value;
-    if (i != r) {
-      if (!consp(args)) {
-        PopCellStack();
-        return 0;  // too few
+  {
+    CellFrame cells(*this);
+    cells.protect(args);
+    for (long i = 0; i < v; i++) {
+      _cell* value;
+      if (i != r) {
+        if (!consp(args)) return 0;  // too few
+        value = eval(args->car, callerFrame, callerCount, mark);
+      } else {
+        value = MakeRest(args, callerFrame, callerCount, mark);
       }
-      value = eval(args->car, callerFrame, callerCount, mark);
-    } else {
-      value = MakeRest(args, callerFrame, callerCount, mark);
+      if (!value) return -1;
+      frame[i].value = value;
+      cells.protect(value);  // the new frame is not a root yet
+      if (i != r) args = args->cdr;
     }
-    if (!value) {
-      PopCellStack();
-      return -1;
-    }
-    frame[i].value = value;
-    IncCellStack(value);  // the new frame is not a root yet
-    if (i != r) args = args->cdr;
   }
-  PopCellStack();
   if (r >= 0) return 1;
   return args->type == 's' ? 1 : 0;  // too many when arguments remain
 }
 
 _cell* cfunction::MakeRest(_cell* args, _symval* frame, long count, long mark) {
   if (!consp(args)) return args;
-  IncCellStack(nullptr);
-  IncCellStack(args);
-  _cell* head = IncCellStack(getCell());
+  CellFrame cells(*this);
+  cells.protect(args);
+  _cell* head = cells.protect(getCell());
   _cell* cell = head;
   for (;;) {
     _cell* v = eval(args->car, frame, count, mark);
     if (!v) {
-      PopCellStack();
+      cells.release();
       return nullptr;
     }
     cell->car = v;
@@ -82,7 +77,7 @@ _cell* cfunction::MakeRest(_cell* args, _symval* frame, long count, long mark) {
     cell->cdr = next;
     cell = next;
   }
-  PopCellStack();
+  cells.release();
   return head;
 }
 
@@ -104,61 +99,61 @@ _cell* cfunction::MakeQuoteEach(_cell* list) {
 }
 
 _cell* cfunction::funcall(_cell* form, _cell* argForms, _symval* frame, long count, long mark) {
-  IncCellStack(nullptr);
-  IncCellStack(argForms);
+  CellFrame cells(*this);
+  cells.protect(argForms);
   _cell* f = eval(form->car, frame, count, mark);
   _cell* r = nullptr;
   if (!f) {
     r = nullptr;
   } else if (f->type == 's') {
     // (symbol . argForms): the ordinary dispatch evaluates the arguments once.
-    _cell* call = IncCellStack(getCell());
+    _cell* call = cells.protect(getCell());
     call->car = f;
     call->cdr = argForms;
     r = eval(call, frame, count, mark);
   } else if (consp(f) && f->car == LAMBDA) {
-    IncCellStack(f);
+    cells.protect(f);
     r = callLambda(f, argForms, frame, count, mark);
   } else {
-    PopCellStack();
+    cells.release();
     return fail("エラー: FUNCALLの呼び出し方が間違っています", frame, count);
   }
-  PopCellStack();
+  cells.release();
   return r;
 }
 
 _cell* cfunction::apply(_cell* form, _cell* argForms, _symval* frame, long count, long mark) {
-  IncCellStack(nullptr);
-  IncCellStack(argForms);
+  CellFrame cells(*this);
+  cells.protect(argForms);
   _cell* f = eval(form->car, frame, count, mark);
   if (!f) {
-    PopCellStack();
+    cells.release();
     return nullptr;
   }
-  IncCellStack(f);
+  cells.protect(f);
   // Exactly one list of arguments: further forms are ignored.
   _cell* list = NILCell;
   if (consp(argForms)) {
     list = eval(argForms->car, frame, count, mark);
     if (!list) {
-      PopCellStack();
+      cells.release();
       return nullptr;
     }
   }
-  _cell* quoted = IncCellStack(MakeQuoteEach(list));
+  _cell* quoted = cells.protect(MakeQuoteEach(list));
   _cell* r;
   if (f->type == 's') {
-    _cell* call = IncCellStack(getCell());
+    _cell* call = cells.protect(getCell());
     call->car = f;
     call->cdr = quoted;
     r = eval(call, frame, count, mark);
   } else if (consp(f) && f->car == LAMBDA) {
     r = callLambda(f, quoted, frame, count, mark);
   } else {
-    PopCellStack();
+    cells.release();
     return fail("エラー: APPLYの呼び出し方が間違っています", frame, count);
   }
-  PopCellStack();
+  cells.release();
   return r;
 }
 
@@ -173,23 +168,25 @@ _cell* cfunction::callLambda(_cell* lambda, _cell* args, _symval* callerFrame, l
   if (n + m > 0 && !f) {
     return fail("エラー: ローカル変数領域の確保に失敗しました", callerFrame, callerCount);
   }
-  IncCellStack(nullptr);
-  IncCellStack(lambda);
+  CellFrame cells(*this);
+  cells.protect(lambda);
   int bound = initTemploc(f, n, lambdaList, args, callerFrame, callerCount, mark);
   if (bound <= 0) {
     releaseFrame(f);
-    PopCellStack();
+    cells.release();
     if (bound == 0) return fail("エラー: 引数が多すぎます", callerFrame, callerCount);
     return nullptr;
   }
   // The lambda sees its parameters, the captured frame and the globals.
   for (long i = 0; i < m; i++) f[n + i] = _symval{0, env[i].symbol, env[i].value};
   frames.incref(env);  // the captured frame outlives this call even if recaptured meanwhile
-  IncLocStack(f, n + m);
-  IncCellStack(lambda);
-  _cell* r = tprogn(lambda->cdr->cdr, f, n + m, moveMark(mark, n + m));
-  PopCellStack();
-  PopLocStack();
+  _cell* r;
+  {
+    LocalFrame local(*this, f, n + m);
+    cells.protect(lambda);
+    r = tprogn(lambda->cdr->cdr, f, n + m, moveMark(mark, n + m));
+  }
+  cells.release();
   // Assignments to captured variables reach the frame the closure came from.
   SetOrgLoc(env, m, f, n, n + m);
   frames.decref(env);

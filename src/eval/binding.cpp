@@ -96,10 +96,12 @@ _cell* cfunction::prog(_cell* args, _symval* frame, long count, long mark) {
     f[i].symbol = p->car;
     f[i].value = NILCell;
   }
-  IncLocStack(f, k + count);
-  _cell* r = progBody(args->cdr, f, k + count, moveMark(mark, k));
-  SetOrgLoc(frame, count, f, k, k + count);
-  PopLocStack();
+  _cell* r;
+  {
+    LocalFrame local(*this, f, k + count);
+    r = progBody(args->cdr, f, k + count, moveMark(mark, k));
+    SetOrgLoc(frame, count, f, k, k + count);
+  }
   releaseFrame(f);  // a PROG** frame never goes to the static stack
   return r;
 }
@@ -114,10 +116,10 @@ _cell* cfunction::progBody(_cell* body, _symval* frame, long count, long mark) {
       if (start == NILCell) return fail("エラー: ラベルが見つかりません。", frame, count);
       GoSymbol = nullptr;
     }
-    IncCellStack(nullptr);
-    IncCellStack(body);
+    CellFrame cells(*this);
+    cells.protect(body);
     int r = progBody2(start, frame, count, mark);
-    PopCellStack();
+    cells.release();
     if (r == 1 || r == 3) return ReturnValue;
     if (r == 2) return nullptr;
   }

@@ -219,11 +219,9 @@ class cfunction : public cprint {
   _cell* fail(const char* message, _symval* frame, long count);
   // Evaluates a form while its surroundings stay protected on the cell stack.
   _cell* evalProtected(_cell* form, _symval* frame, long count, long mark) {
-    IncCellStack(nullptr);
-    IncCellStack(form);
-    _cell* r = eval(form, frame, count, mark);
-    PopCellStack();
-    return r;
+    CellFrame cells(*this);
+    cells.protect(form);
+    return eval(form, frame, count, mark);
   }
   // The frame and body of LET (sequential: LET*) with k bindings.
   _cell* bindAndRun(_cell* args, long k, _symval* frame, long count, long mark, bool sequential);

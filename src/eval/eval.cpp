@@ -91,6 +91,9 @@ inline bool cfunction::startStep(_symval* frame, long count) {
   // Fuzzing: a session ends after a bounded number of evaluation steps.
   if (++fuzzSteps > kFuzzStepBudget) ExitProcess(3);
 #endif
+#ifdef TSUMUGI_STRESS
+  stressStep();
+#endif
   if (__builtin_expect(freeCells <= 999 || freeNums <= 999 || freeInts <= 999 ||
                            cellPages.wantsDonors || InterruptRequested(),
                        0)) {
@@ -182,16 +185,13 @@ __attribute__((always_inline)) inline _cell* cfunction::evalu(_cell* form, _symv
   if (!v) return nullptr
 #define EVAL2ARGS(a, b)                                \
   NEED2;                                               \
-  IncCellStack(nullptr);                               \
-  IncCellStack(args);                                  \
+  CellFrame cells(*this);                              \
+  cells.protect(args);                                 \
   _cell* a = eval(args->car, frame, count, mark);      \
-  if (!a) {                                            \
-    PopCellStack();                                    \
-    return nullptr;                                    \
-  }                                                    \
-  IncCellStack(a);                                     \
+  if (!a) return nullptr;                              \
+  cells.protect(a);                                    \
   _cell* b = eval(args->cdr->car, frame, count, mark); \
-  PopCellStack();                                      \
+  cells.release();                                     \
   if (!b) return nullptr
 
   switch (head->code) {
@@ -241,13 +241,13 @@ __attribute__((always_inline)) inline _cell* cfunction::evalu(_cell* form, _symv
     case hPrin1:
     case hPrinc: {
       NEED1;
-      IncCellStack(nullptr);
-      IncCellStack(args);
+      CellFrame cells(*this);
+      cells.protect(args);
       _cell* x = eval(args->car, frame, count, mark);
       FILE* out = programOut;
-      if (x) IncCellStack(x);
+      if (x) cells.protect(x);
       bool ok = x && outputStream(args->cdr, frame, count, mark, &out);
-      PopCellStack();
+      cells.release();
       if (!ok) return nullptr;
       bool toStream = consp(args->cdr);
       if (head->code == hPrinc) {
@@ -448,17 +448,17 @@ __attribute__((always_inline)) inline _cell* cfunction::evalu(_cell* form, _symv
       return coerce(args, frame, count, mark);
     case hSpaces: {
       NEED1;
-      IncCellStack(nullptr);
-      IncCellStack(args);
+      CellFrame cells(*this);
+      cells.protect(args);
       _cell* n = eval(args->car, frame, count, mark);
       if (n && (n->type != 'i' || ival(n) < 0)) {
-        PopCellStack();
+        cells.release();
         return syntaxError(frame, count);
       }
       FILE* out = programOut;
-      if (n) IncCellStack(n);
+      if (n) cells.protect(n);
       bool ok = n && outputStream(args->cdr, frame, count, mark, &out);
-      PopCellStack();
+      cells.release();
       if (!ok) return nullptr;
       for (long i = ival(n); i > 0; i--) std::fputc(' ', out);
       return TCell;

@@ -19,38 +19,38 @@ int cfunction::CheckFunc(_cell* args) {
 }
 
 _cell* cfunction::condition(_cell* clauses, _symval* frame, long count, long mark) {
-  IncCellStack(nullptr);
-  IncCellStack(clauses);
+  CellFrame cells(*this);
+  cells.protect(clauses);
   for (_cell* p = clauses; consp(p); p = p->cdr) {
     _cell* clause = p->car;
     if (!consp(clause)) break;
     _cell* test = eval(clause->car, frame, count, mark);
     if (!test) {
-      PopCellStack();
+      cells.release();
       return nullptr;
     }
     if (test != NILCell) {
       // A clause with a test only gives NIL, not the test's value.
       _cell* r = tprogn(clause->cdr, frame, count, mark);
-      PopCellStack();
+      cells.release();
       return r;
     }
   }
-  PopCellStack();
+  cells.release();
   return NILCell;
 }
 
 _cell* cfunction::IfClause(_cell* args, _symval* frame, long count, long mark) {
   if (!consp(args)) return fail("エラー: 文法が違います。", frame, count);
-  IncCellStack(nullptr);
-  IncCellStack(args);
+  CellFrame cells(*this);
+  cells.protect(args);
   _cell* test = eval(args->car, frame, count, mark);
   _cell* r = nullptr;
   if (!test) {
     r = nullptr;
   } else if (test != NILCell) {
     if (!consp(args->cdr)) {
-      PopCellStack();
+      cells.release();
       return fail("エラー: 文法が違います。", frame, count);
     }
     r = eval(args->cdr->car, frame, count, mark);
@@ -59,7 +59,7 @@ _cell* cfunction::IfClause(_cell* args, _symval* frame, long count, long mark) {
   } else {
     r = NILCell;
   }
-  PopCellStack();
+  cells.release();
   return r;
 }
 
@@ -91,11 +91,11 @@ _cell* cfunction::tprogn(_cell* forms, _symval* frame, long count, long mark) {
 
 _cell* cfunction::tprog1(_cell* forms, _symval* frame, long count, long mark) {
   if (!consp(forms)) return NILCell;
-  IncCellStack(nullptr);
-  IncCellStack(forms);
+  CellFrame cells(*this);
+  cells.protect(forms);
   _cell* first = eval(forms->car, frame, count, mark);
   if (first) {
-    IncCellStack(first);
+    cells.protect(first);
     for (_cell* p = forms->cdr; consp(p); p = p->cdr) {
       if (!eval(p->car, frame, count, mark)) {
         first = nullptr;
@@ -103,7 +103,7 @@ _cell* cfunction::tprog1(_cell* forms, _symval* frame, long count, long mark) {
       }
     }
   }
-  PopCellStack();
+  cells.release();
   return first;
 }
 
@@ -115,14 +115,14 @@ _cell* cfunction::tlist(_cell* args, _symval* frame, long count, long mark) {
 _cell* cfunction::tlist2(_cell* args, _symval* frame, long count, _cell** firstOut, long mark) {
   *firstOut = nullptr;
   if (!consp(args)) return NILCell;
-  IncCellStack(nullptr);
-  IncCellStack(args);
+  CellFrame cells(*this);
+  cells.protect(args);
   _cell* head = nullptr;
   _cell* tail = nullptr;
   for (_cell* p = args; consp(p); p = p->cdr) {
     _cell* v = eval(p->car, frame, count, mark);
     if (!v) {
-      PopCellStack();
+      cells.release();
       return nullptr;
     }
     _cell* c = getCell();
@@ -132,21 +132,21 @@ _cell* cfunction::tlist2(_cell* args, _symval* frame, long count, _cell** firstO
     } else {
       head = c;
       *firstOut = v;
-      IncCellStack(head);  // the list so far, and with it the first value
+      cells.protect(head);  // the list so far, and with it the first value
     }
     tail = c;
   }
-  PopCellStack();
+  cells.release();
   return head;
 }
 
 _cell* cfunction::values(_cell* args, _symval* frame, long count, long mark) {
   _cell* result = getCell();
-  IncCellStack(nullptr);
-  IncCellStack(result);
+  CellFrame cells(*this);
+  cells.protect(result);
   _cell* first;
   _cell* list = tlist2(args, frame, count, &first, mark);
-  PopCellStack();
+  cells.release();
   if (!list) return nullptr;
   if (list == NILCell) {
     // (VALUES) is NIL, a plain value.

@@ -103,14 +103,14 @@ _cell* cfunction::backquote(_cell* args, _symval* frame, long count, long mark) 
 _cell* cfunction::backquote2(_cell* t, _symval* frame, long count, long mark) {
   CheckStackDepth();
   if (!consp(t)) return t;
-  IncCellStack(nullptr);
-  IncCellStack(t);
+  CellFrame cells(*this);
+  cells.protect(t);
   _cell* r = nullptr;
   if (t->car == COMMA && consp(t->cdr) && t->cdr->car == AST) {
     // ",@form": splice a copy of the value.
     _cell* formCell = t->cdr->cdr;
     if (!consp(formCell)) {
-      PopCellStack();
+      cells.release();
       return fail("エラー: ,の後に値がありません。", frame, count);
     }
     _cell* v = eval(formCell->car, frame, count, mark);
@@ -119,18 +119,18 @@ _cell* cfunction::backquote2(_cell* t, _symval* frame, long count, long mark) {
     } else if (v == NILCell) {
       r = backquote2(formCell->cdr, frame, count, mark);
     } else if (!consp(v)) {
-      PopCellStack();
+      cells.release();
       return fail("エラー: リストでないものは連結できません。", frame, count);
     } else {
-      r = IncCellStack(Copy(v));
+      r = cells.protect(Copy(v));
       LastCell(r)->cdr = tailOrNil(backquote2(formCell->cdr, frame, count, mark));
     }
   } else if (t->car == COMMA) {
     if (!consp(t->cdr)) {
-      PopCellStack();
+      cells.release();
       return fail("エラー: ,の後に値がありません。", frame, count);
     }
-    _cell* c = IncCellStack(getCell());
+    _cell* c = cells.protect(getCell());
     _cell* v = eval(t->cdr->car, frame, count, mark);
     if (v) {
       c->car = v;
@@ -138,7 +138,7 @@ _cell* cfunction::backquote2(_cell* t, _symval* frame, long count, long mark) {
       r = c;
     }
   } else {
-    _cell* c = IncCellStack(getCell());
+    _cell* c = cells.protect(getCell());
     _cell* a = backquote2(t->car, frame, count, mark);
     if (a) {
       c->car = a;
@@ -149,6 +149,6 @@ _cell* cfunction::backquote2(_cell* t, _symval* frame, long count, long mark) {
       }
     }
   }
-  PopCellStack();
+  cells.release();
   return r;
 }

@@ -48,8 +48,8 @@ _cell* cfunction::topen(_cell* args, _symval* frame, long count, long mark) {
     errorlisp(frame, count);
     return nullptr;
   }
-  IncCellStack(nullptr);
-  IncCellStack(args);
+  CellFrame cells(*this);
+  cells.protect(args);
   _cell* name = eval(args->car, frame, count, mark);
   char path[256];
   bool named = false;
@@ -62,7 +62,7 @@ _cell* cfunction::topen(_cell* args, _symval* frame, long count, long mark) {
     named = toPathMojiretsu(name, reinterpret_cast<unsigned char*>(path), sizeof path);
   }
   if (!named) {
-    PopCellStack();
+    cells.release();
     errorlisp(frame, count);
     return nullptr;
   }
@@ -71,13 +71,13 @@ _cell* cfunction::topen(_cell* args, _symval* frame, long count, long mark) {
   if (consp(rest) && rest->car == COLDIRECTION && consp(rest->cdr)) {
     _cell* direction = eval(rest->cdr->car, frame, count, mark);
     if (!direction) {
-      PopCellStack();
+      cells.release();
       errorlisp(frame, count);
       return nullptr;
     }
     if (direction == COLOUTPUT) mode = "wb";
   }
-  PopCellStack();
+  cells.release();
   FILE* f = std::fopen(path, mode);
   if (!f) return fail("エラー: ファイルを開くことができません。", frame, count);
   _cell* s = SetFilePointer(f);
@@ -116,42 +116,42 @@ _cell* cfunction::tread(_cell* args, _symval* frame, long count, long mark) {
     }
     return parseLine(&form) ? form : nullptr;
   }
-  IncCellStack(nullptr);
-  IncCellStack(args);
+  CellFrame cells(*this);
+  cells.protect(args);
   _cell* s = eval(args->car, frame, count, mark);
   if (!s) {
-    PopCellStack();
+    cells.release();
     return nullptr;
   }
   if (s->sub != 's') {
-    PopCellStack();
+    cells.release();
     return fail("エラー: ストリームではありません", frame, count);
   }
   FILE* in = getStream(s);
   if (!in) {
-    PopCellStack();
+    cells.release();
     return fail("エラー: そのストリームは無効です", frame, count);
   }
-  IncCellStack(s);
+  cells.protect(s);
   bool eofIsError = true;
   _cell* eofValue = NILCell;
   if (consp(args->cdr)) {
     _cell* flag = eval(args->cdr->car, frame, count, mark);
     if (!flag) {
-      PopCellStack();
+      cells.release();
       return nullptr;
     }
     eofIsError = flag != NILCell;
     if (consp(args->cdr->cdr)) {
-      IncCellStack(flag);
+      cells.protect(flag);
       eofValue = eval(args->cdr->cdr->car, frame, count, mark);
       if (!eofValue) {
-        PopCellStack();
+        cells.release();
         return nullptr;
       }
     }
   }
-  PopCellStack();
+  cells.release();
   lineStr[0] = 0;
   int r = GetOneSStream(in);
   if (r == 1) {

@@ -45,20 +45,20 @@ _cell* cfunction::jlength(_cell* v) {
 
 _cell* cfunction::tchar(_cell* args, _symval* frame, long count, long mark) {
   if (!consp(args)) return fail(kCharUsage, frame, count);
-  IncCellStack(nullptr);
-  IncCellStack(args);
+  CellFrame cells(*this);
+  cells.protect(args);
   _cell* str = eval(args->car, frame, count, mark);
   if (!str) {
-    PopCellStack();
+    cells.release();
     return nullptr;
   }
   if (!consp(args->cdr)) {
-    PopCellStack();
+    cells.release();
     return fail(kCharUsage, frame, count);
   }
-  IncCellStack(str);
+  cells.protect(str);
   _cell* index = eval(args->cdr->car, frame, count, mark);
-  PopCellStack();
+  cells.release();
   if (!index) return nullptr;
   if (!isString(str) || index->type != 'i' || ival(index) < 0)
     return fail(kCharUsage, frame, count);
@@ -69,20 +69,20 @@ _cell* cfunction::tchar(_cell* args, _symval* frame, long count, long mark) {
 
 _cell* cfunction::coerce(_cell* args, _symval* frame, long count, long mark) {
   if (!consp(args)) return fail(kCoerceUsage, frame, count);
-  IncCellStack(nullptr);
-  IncCellStack(args);
+  CellFrame cells(*this);
+  cells.protect(args);
   _cell* obj = eval(args->car, frame, count, mark);
   if (!obj) {
-    PopCellStack();
+    cells.release();
     return nullptr;
   }
   if (!consp(args->cdr)) {
-    PopCellStack();
+    cells.release();
     return fail(kCoerceUsage, frame, count);
   }
-  IncCellStack(obj);
+  cells.protect(obj);
   _cell* spec = eval(args->cdr->car, frame, count, mark);
-  PopCellStack();
+  cells.release();
   if (!spec) return nullptr;
   if (spec == STRING && (obj == NILCell || consp(obj)) && isAllMoji(obj)) {
     _cell* arr = newStringShell();

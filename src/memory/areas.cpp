@@ -6,6 +6,7 @@
 #include <cstring>
 
 #include "memory/cmemory.h"
+#include "memory/stress.h"
 
 #if defined(__SANITIZE_ADDRESS__)
 // Frames and objects kept alive on purpose are referred to only from the mapped areas, which
@@ -157,6 +158,9 @@ int cmemory::AllocMemory() {
     return 0;
   }
   InitCellAndNumber();
+#ifdef TSUMUGI_STRESS
+  InstallPoisonTrap();
+#endif
   return 1;
 }
 
@@ -212,4 +216,11 @@ void cmemory::ResetAreas() {
   errorDepth = 0;
   envHolders.clear();
   frames.releaseAll();
+#ifdef TSUMUGI_STRESS
+  stressReached.clear();
+  stressFresh.clear();
+  if (stressBits.words) stressBits.clear();
+  stressCountdown = 0;
+  stressChecks = 0;
+#endif
 }

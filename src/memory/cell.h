@@ -44,25 +44,40 @@ static_assert(sizeof(NumElem) == 32, "number elements are 32 bytes");
 enum : uint32_t {
   kEnvHolder = 1u,  // a closure cons registered with the frame keeper
   kPrinting = 2u,   // on the printer's current path (cycle guard)
+  kPoisoned = 4u,   // stress build: no root reached it at a check (see memory/stress.h)
 };
 
+#ifdef TSUMUGI_STRESS
+// Ends the process loudly: the evaluator read a cell that no root reached.
+[[noreturn]] void PoisonedRead(const _cell* c);
+inline const _cell* live(const _cell* c) {
+  if (c->spare & kPoisoned) PoisonedRead(c);
+  return c;
+}
+#else
+inline const _cell* live(const _cell* c) {
+  return c;
+}
+#endif
+
+// The readers of atoms' contents (lists fault on their own: see memory/stress.h).
 inline long ival(const _cell* c) {
-  return reinterpret_cast<const IntElem*>(c->car)->value;
+  return reinterpret_cast<const IntElem*>(live(c)->car)->value;
 }
 inline long double nval(const _cell* c) {
-  return reinterpret_cast<const NumElem*>(c->car)->value;
+  return reinterpret_cast<const NumElem*>(live(c)->car)->value;
 }
 inline long bunshi(const _cell* c) {
-  return reinterpret_cast<const IntElem*>(c->car)->value;
+  return reinterpret_cast<const IntElem*>(live(c)->car)->value;
 }
 inline long bunbo(const _cell* c) {
-  return reinterpret_cast<const IntElem*>(c->cdr)->value;
+  return reinterpret_cast<const IntElem*>(live(c)->cdr)->value;
 }
 inline long chval(const _cell* c) {
-  return reinterpret_cast<long>(c->car);
+  return reinterpret_cast<long>(live(c)->car);
 }
 inline long ch2val(const _cell* c) {
-  return reinterpret_cast<long>(c->cdr);
+  return reinterpret_cast<long>(live(c)->cdr);
 }
 inline const char* symname(const _cell* c) {
   return reinterpret_cast<const char*>(c->car);

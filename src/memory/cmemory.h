@@ -60,6 +60,9 @@ class cmemory : public ctextproc {
         takeFree(cellBits, cellCursor, kCells, true, "エラー: セル領域が一杯です。終了します。");
     freeCells--;
     if (i >= cellPages.readyEnd) cellPages.prepare(i);
+#ifdef TSUMUGI_STRESS
+    stressFresh.push_back(i);
+#endif
     _cell* c = cellBase + i;
     c->type = 'l';
     c->sub = 'u';
@@ -124,9 +127,15 @@ class cmemory : public ctextproc {
     first->cdr = second;
     return first;
   }
-  long CellToInt(const _cell* c) { return c->type == 'i' ? ival(c) : 0; }
-  long CellToBunshi(const _cell* c) { return c->type == 'b' ? bunshi(c) : 0; }
-  long CellToBunbo(const _cell* c) { return c->type == 'b' ? bunbo(c) : 0; }
+  long CellToInt(const _cell* c) {
+    return c->type == 'i' ? ival(c) : 0;
+  }
+  long CellToBunshi(const _cell* c) {
+    return c->type == 'b' ? bunshi(c) : 0;
+  }
+  long CellToBunbo(const _cell* c) {
+    return c->type == 'b' ? bunbo(c) : 0;
+  }
 
   // Root stacks. What must stay reachable, and from where, is the rooting contract written
   // above forEachRoot (memory/roots.h): protect with CellFrame and LocalFrame guards.
@@ -196,7 +205,21 @@ class cmemory : public ctextproc {
   _cell* now();
   _cell* timePair(long t);
 
-  bool isCellInArea(const _cell* c) const { return c >= cellBase && c < cellBase + kCells; }
+#ifdef TSUMUGI_STRESS
+  // At the start of an evaluation step: the check of memory/stress.h, when one is due.
+  void stressStep();
+  [[noreturn]] void ReachedPoisoned();
+  long stressCountdown = 0;
+  long stressChecks = 0;
+  MarkBits stressBits;
+  bool stressRecording = false;
+  std::vector<long> stressReached;  // cells (not symbols) the last check reached
+  std::vector<long> stressFresh;    // cells handed out since the last check
+#endif
+
+  bool isCellInArea(const _cell* c) const {
+    return c >= cellBase && c < cellBase + kCells;
+  }
 
   // State.
   _cell* cellBase = nullptr;
@@ -229,6 +252,10 @@ class cmemory : public ctextproc {
   _symval* fnBase = nullptr;
   long fnTop = 0;
 
+  // The root stacks. Anything the evaluator reads after an evaluation step must be reachable
+  // from them or from the other roots of forEachRoot (memory/roots.h, the rooting contract):
+  // protect cells with a CellFrame guard and frames with a LocalFrame guard, which put the
+  // tops back on every path out of the protecting function.
   _cell** csBase = nullptr;
   _cell** csTop = nullptr;
   _symval** lsBase = nullptr;
@@ -249,12 +276,18 @@ class cmemory : public ctextproc {
  protected:
   // Binding frames: zero-filled arrays of records; null for a count of 0 or when the
   // memory cannot be had (the caller reports it).
-  _symval* allocFrame(long n) { return n > 0 ? frames.alloc(n) : nullptr; }
+  _symval* allocFrame(long n) {
+    return n > 0 ? frames.alloc(n) : nullptr;
+  }
   // The same without the zero-filling, for frames of calls: the lambda-list walk writes
   // every record of them (see cfunction::walkLambdaList).
-  _symval* allocCallFrame(long n) { return n > 0 ? frames.allocUnfilled(n) : nullptr; }
+  _symval* allocCallFrame(long n) {
+    return n > 0 ? frames.allocUnfilled(n) : nullptr;
+  }
   // The form that made a frame has ended with it.
-  void releaseFrame(_symval* f) { frames.release(f); }
+  void releaseFrame(_symval* f) {
+    frames.release(f);
+  }
   // A frame whose value is a closure stays alive, a root on the static stack.
   void keepFrame(_symval* f, long count) {
     IncStaticStack(f, count);
@@ -270,10 +303,19 @@ class cmemory : public ctextproc {
   void sweepEnvHolders(const MarkBits& reached);
   // Marks everything reachable from the roots into these bitmaps (ints and nums optional).
   void markAll(MarkBits& cells, MarkBits* nums, MarkBits* ints);
+  // The marking alone, into bitmaps the caller has cleared; the number of roots visited and
+  // conses reached.
+  long markFromRoots(MarkBits& cells, MarkBits* nums, MarkBits* ints);
   MarkBits* markCells = &cellBits;
   MarkBits* markNums = &numBits;
   MarkBits* markInts = &intBits;
   MarkBits scratchBits;
+  void markCell(long idx) {
+#ifdef TSUMUGI_STRESS
+    if (stressRecording && !markCells->get(idx)) stressReached.push_back(idx);
+#endif
+    markCells->set(idx);
+  }
   long markedConses = 0;  // conses and arrays reached by the last marking
 
   long takeFree(MarkBits& bits, long& cursor, long n, bool isCellArea, const char* fullMessage) {
@@ -309,10 +351,15 @@ class cmemory : public ctextproc {
 class CellFrame {
  public:
   explicit CellFrame(cmemory& m) : m_(m), top_(m.csTop) { m.IncCellStack(nullptr); }
-  ~CellFrame() { m_.csTop = top_; }
+  ~CellFrame() { release(); }
   CellFrame(const CellFrame&) = delete;
   CellFrame& operator=(const CellFrame&) = delete;
   _cell* protect(_cell* c) { return m_.IncCellStack(c); }
+  // Ends the protection early (where the cells are no longer needed).
+  void release() {
+    if (top_) m_.csTop = top_;
+    top_ = nullptr;
+  }
 
  private:
   cmemory& m_;

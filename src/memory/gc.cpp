@@ -34,18 +34,28 @@ void cmemory::findFreeRegions() {
 
 void cmemory::markAll(MarkBits& cells, MarkBits* nums, MarkBits* ints) {
   cells.clear();
-  for (uint32_t i : allSymbols) cells.set(i);
   if (nums) nums->clear();
   if (ints) ints->clear();
+  markFromRoots(cells, nums, ints);
+  sweepEnvHolders(cells);
+}
+
+long cmemory::markFromRoots(MarkBits& cells, MarkBits* nums, MarkBits* ints) {
+  // Symbol cells are never reclaimed.
+  for (uint32_t i : allSymbols) cells.set(i);
   markCells = &cells;
   markNums = nums;
   markInts = ints;
   markedConses = 0;
-  forEachRoot([this](_cell* c) { Disable(c); });
-  sweepEnvHolders(cells);
+  long roots = 0;
+  forEachRoot([this, &roots](_cell* c) {
+    roots++;
+    Disable(c);
+  });
   markCells = &cellBits;
   markNums = &numBits;
   markInts = &intBits;
+  return markedConses + roots;
 }
 
 void cmemory::Disable(_cell* root) {
@@ -57,15 +67,18 @@ void cmemory::Disable(_cell* root) {
   for (;;) {
     if (x && isCellInArea(x)) {
       long idx = x - cellBase;
+#ifdef TSUMUGI_STRESS
+      if (x->spare & kPoisoned) ReachedPoisoned();
+#endif
       switch (x->type) {
         case 's':
         case 'm':
-          markCells->set(idx);
+          markCell(idx);
           break;
         case 'i':
         case 'n':
         case 'b':
-          markCells->set(idx);
+          markCell(idx);
           if (x->type == 'n') {
             long e = reinterpret_cast<NumElem*>(x->car) - numBase;
             if (markNums && e >= 0 && e < kNumbers) markNums->set(e);
@@ -81,7 +94,7 @@ void cmemory::Disable(_cell* root) {
         case 'l':
         case 'a':
           if (markCells->get(idx)) break;
-          markCells->set(idx);
+          markCell(idx);
           markedConses++;
           if (x->values) markStack.push_back(x->values);
           for (long i = x->env ? x->envCount - 1 : -1; i >= 0; i--) {

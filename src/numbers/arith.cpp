@@ -134,11 +134,11 @@ _cell* cfunction::subtractOrDivide(_cell* args, _symval* frame, long count, long
 }
 
 _cell* cfunction::evalArith(_cell* acc, _cell* rest, _symval* frame, long count, long mark) {
-  IncCellStack(nullptr);
-  if (acc) IncCellStack(acc);
-  IncCellStack(rest);
+  CellFrame cells(*this);
+  if (acc) cells.protect(acc);
+  cells.protect(rest);
   _cell* v = eval(rest->car, frame, count, mark);
-  PopCellStack();
+  cells.release();
   return v;
 }
 

@@ -243,15 +243,15 @@ _cell* cfunction::jSqrt(_cell* form, _symval* frame, long count, long mark) {
 }
 
 _cell* cfunction::jExpt(_cell* base, _cell* power, _symval* frame, long count, long mark) {
-  IncCellStack(nullptr);
+  CellFrame cells(*this);
   _cell* b = eval(base, frame, count, mark);
   if (!b) {
-    PopCellStack();
+    cells.release();
     return nullptr;
   }
-  IncCellStack(b);
+  cells.protect(b);
   _cell* e = eval(power, frame, count, mark);
-  PopCellStack();
+  cells.release();
   if (!e) return nullptr;
   // Negative bases are refused, deliberately.
   if (!isPlus(b)) return fail(kNeedPositive, frame, count);
