@@ -8,6 +8,10 @@ class cfunction : public cprint {
   // Dispatch.
   _cell* eval(_cell* form, _symval* frame, long count, long mark);
   _cell* evalu(_cell* form, _symval* frame, long count, int& passThrough, long mark);
+  _cell* evalForm(_cell* form, _symval* frame, long count, long mark);
+  _cell* evalAtom(_cell* form, _symval* frame, long count);
+  bool startStep(_symval* frame, long count);
+  bool stepChores(_symval* frame, long count);
 
   // List workers shared by the special forms.
   int CheckFunc(_cell* args);
@@ -30,6 +34,15 @@ class cfunction : public cprint {
     for (; list->type == 'l'; list = list->cdr) {
       if (guard.revisits(list)) FatalTooDeep();
       n++;
+    }
+    return n;
+  }
+  // tlength for lists that are nearly always short, such as lambda lists: a short list is
+  // counted without the cycle check, which a longer (or circular) one still gets.
+  long shortLength(_cell* list) {
+    long n = 0;
+    for (_cell* p = list; p->type == 'l'; p = p->cdr) {
+      if (++n > 64) return tlength(list);
     }
     return n;
   }
