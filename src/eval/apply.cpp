@@ -14,13 +14,14 @@ bool cfunction::walkLambdaList(_symval* frame, long n, _cell* lambdaList, bool b
       e = p->car;
     }
     if (e->type != 's') return false;
-    frame[i].symbol = e;
-    frame[i].value = NILCell;
+    frame[i] = _symval{0, e, NILCell};
     p = p->cdr;
     i++;
     if (r >= 0) break;  // the rest parameter ends the walk
   }
-  if (r >= 0) frame[n - 1].symbol = nullptr;  // the room the marker took
+  // The room the marker took; a well-formed list with a rest parameter ends right there,
+  // so that after a successful walk every record 0 to n-1 has been written.
+  if (r >= 0) frame[n - 1] = _symval{0, nullptr, nullptr};
   *rest = r;
   // After the rest parameter (or the last one) only a symbol may stand, normally NIL.
   return p->type == 's';
@@ -169,10 +170,10 @@ _cell* cfunction::callLambda(_cell* lambda, _cell* args, _symval* callerFrame, l
                              long mark) {
   if (!consp(lambda->cdr)) return syntaxError(callerFrame, callerCount);
   _cell* lambdaList = lambda->cdr->car;
-  long n = tlength(lambdaList);
+  long n = shortLength(lambdaList);
   long m = lambda->envCount;
   _symval* env = lambda->env;
-  _symval* f = allocFrame(n + m);
+  _symval* f = allocCallFrame(n + m);
   if (n + m > 0 && !f) {
     return fail("エラー: ローカル変数領域の確保に失敗しました", callerFrame, callerCount);
   }
@@ -186,10 +187,7 @@ _cell* cfunction::callLambda(_cell* lambda, _cell* args, _symval* callerFrame, l
     return nullptr;
   }
   // The lambda sees its parameters, the captured frame and the globals.
-  for (long i = 0; i < m; i++) {
-    f[n + i].symbol = env[i].symbol;
-    f[n + i].value = env[i].value;
-  }
+  for (long i = 0; i < m; i++) f[n + i] = _symval{0, env[i].symbol, env[i].value};
   frames.incref(env);  // the captured frame outlives this call even if recaptured meanwhile
   _cell* r;
   {

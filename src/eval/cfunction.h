@@ -8,6 +8,10 @@ class cfunction : public cprint {
   // Dispatch.
   _cell* eval(_cell* form, _symval* frame, long count, long mark);
   _cell* evalu(_cell* form, _symval* frame, long count, int& passThrough, long mark);
+  _cell* evalForm(_cell* form, _symval* frame, long count, long mark);
+  _cell* evalAtom(_cell* form, _symval* frame, long count);
+  bool startStep(_symval* frame, long count);
+  bool stepChores(_symval* frame, long count);
 
   // List workers shared by the special forms.
   int CheckFunc(_cell* args);
@@ -37,6 +41,15 @@ class cfunction : public cprint {
   // Reports, with the debug loop, a circular list met where a walk needs the list's end;
   // gives null.
   _cell* circularList(_symval* frame, long count);
+  // tlength for lists that are nearly always short, such as lambda lists: a short list is
+  // counted without the cycle check, which a longer (or circular) one still gets.
+  long shortLength(_cell* list) {
+    long n = 0;
+    for (_cell* p = list; p->type == 'l'; p = p->cdr) {
+      if (++n > 64) return tlength(list);
+    }
+    return n;
+  }
   _cell* tmember(_cell* x, _cell* list);
   _cell* jcons(_cell* a, _cell* d);
   _cell* jnth(long n, _cell* list);

@@ -73,23 +73,78 @@ _cell* cfunction::fail(const char* message, _symval* frame, long count) {
   return nullptr;
 }
 
+// The rare work at the start of a step: a collection or a search for free regions, and a
+// pending interrupt. False when the interrupt ends the evaluation.
+__attribute__((noinline, cold)) bool cfunction::stepChores(_symval* frame, long count) {
+  if (freeCells <= 999 || freeNums <= 999 || freeInts <= 999) {
+    gc();
+  } else if (cellPages.wantsDonors) {
+    findFreeRegions();
+  }
+  return !InterruptRequested() || answerInterrupt(frame, count);
+}
+
+// Every evaluation step starts here: the stack depth guard, then the chores when any is due.
+inline bool cfunction::startStep(_symval* frame, long count) {
+  CheckStackDepth();
+#ifdef TSUMUGI_FUZZ
+  // Fuzzing: a session ends after a bounded number of evaluation steps.
+  if (++fuzzSteps > kFuzzStepBudget) ExitProcess(3);
+#endif
+#ifdef TSUMUGI_STRESS
+  stressStep();
+#endif
+  if (__builtin_expect(freeCells <= 999 || freeNums <= 999 || freeInts <= 999 ||
+                           cellPages.wantsDonors || InterruptRequested(),
+                       0)) {
+    if (!stepChores(frame, count)) return false;
+  }
+#ifdef TSUMUGI_GC_CHECK
+  checkStableMarks();
+#endif
+  return true;
+}
+
+// Atoms are evaluated by evalAtom and forms by evalForm, which is large: keeping them apart
+// spares the many atom evaluations its entry and exit costs, and eval itself is two jumps.
 _cell* cfunction::eval(_cell* form, _symval* frame, long count, long mark) {
-  // Only built-in symbols carry a code, so these three tests need no type test.
-  if (form->type == 'l') {
-    switch (form->car->code) {
-      case hValues:
-        return values(form->cdr, frame, count, mark);
-      case hReadLine:
-        return readLineForm(form->cdr, frame, count, mark);
-      case hEval1: {
-        if (!consp(form->cdr)) return fail("エラー: 文法が違います。", frame, count);
-        _cell* v = eval(form->cdr->car, frame, count, mark);
-        if (!v) return nullptr;
-        return evalProtected(v, frame, count, mark < 0 ? -mark : mark);
-      }
-      default:
-        break;
+  if (form->type == 'l') return evalForm(form, frame, count, mark);
+  return evalAtom(form, frame, count);
+}
+
+__attribute__((noinline)) _cell* cfunction::evalAtom(_cell* form, _symval* frame, long count) {
+  if (!startStep(frame, count)) return nullptr;
+  if (form->type != 's') return form;  // self-evaluating; its values are kept
+  if (form->sub == 'c') {
+    if (form->values) {
+      touchCell(form);
+      form->values = nullptr;
     }
+    return form;
+  }
+  for (long i = 0; i < count; i++) {
+    if (frame[i].symbol == form) return frame[i].value;
+  }
+  if (long g = getSymVal(form); g >= 0) return gvBase[g].value;
+  return fail("エラー: その変数には代入されていません", frame, count);
+}
+
+__attribute__((noinline)) _cell* cfunction::evalForm(_cell* form, _symval* frame, long count,
+                                                     long mark) {
+  // Only built-in symbols carry a code, so these three tests need no type test.
+  switch (form->car->code) {
+    case hValues:
+      return values(form->cdr, frame, count, mark);
+    case hReadLine:
+      return readLineForm(form->cdr, frame, count, mark);
+    case hEval1: {
+      if (!consp(form->cdr)) return fail("エラー: 文法が違います。", frame, count);
+      _cell* v = eval(form->cdr->car, frame, count, mark);
+      if (!v) return nullptr;
+      return evalProtected(v, frame, count, mark < 0 ? -mark : mark);
+    }
+    default:
+      break;
   }
   int passThrough;
   _cell* r = evalu(form, frame, count, passThrough, mark);
@@ -100,43 +155,11 @@ _cell* cfunction::eval(_cell* form, _symval* frame, long count, long mark) {
   return r;
 }
 
+// A form (a cons): the built-in heads, then user functions and macros.
 __attribute__((always_inline)) inline _cell* cfunction::evalu(_cell* form, _symval* frame,
                                                               long count, int& pt, long mark) {
-  CheckStackDepth();
-#ifdef TSUMUGI_FUZZ
-  // Fuzzing: a session ends after a bounded number of evaluation steps.
-  if (++fuzzSteps > kFuzzStepBudget) ExitProcess(3);
-#endif
-#ifdef TSUMUGI_STRESS
-  stressStep();
-#endif
-  if (freeCells <= 999 || freeNums <= 999 || freeInts <= 999) {
-    gc();
-  } else if (cellPages.wantsDonors) {
-    findFreeRegions();
-  }
-#ifdef TSUMUGI_GC_CHECK
-  checkStableMarks();
-#endif
   pt = 0;
-  if (InterruptRequested() && !answerInterrupt(frame, count)) return nullptr;
-  switch (form->type) {
-    case 'l':
-      break;
-    case 's': {
-      if (form->sub == 'c') return form;
-      pt = 1;
-      for (long i = 0; i < count; i++) {
-        if (frame[i].symbol == form) return frame[i].value;
-      }
-      if (long g = getSymVal(form); g >= 0) return gvBase[g].value;
-      pt = 0;
-      return fail("エラー: その変数には代入されていません", frame, count);
-    }
-    default:
-      pt = 1;
-      return form;
-  }
+  if (!startStep(frame, count)) return nullptr;
 
   _cell* head = form->car;
   _cell* args = form->cdr;
@@ -587,8 +610,8 @@ __attribute__((always_inline)) inline _cell* cfunction::evalu(_cell* form, _symv
   if (rec->tag == 'm') return MacroExec(args, rec, frame, count);
   _cell* def = rec->value;
   _cell* lambdaList = def->car;
-  long n = tlength(lambdaList);
-  _symval* newFrame = allocFrame(n);
+  long n = shortLength(lambdaList);
+  _symval* newFrame = allocCallFrame(n);
   if (n > 0 && !newFrame) return fail("エラー: ローカル変数領域の確保に失敗しました", frame, count);
   _cell* r;
   {

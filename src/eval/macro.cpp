@@ -35,8 +35,8 @@ int cfunction::initTemplocForMacro(_symval* frame, long n, _cell* lambdaList, _c
 cfunction::Expansion cfunction::expand(_cell* args, _symval* record, _symval* callerFrame,
                                        long callerCount, long mark) {
   _cell* def = record->value;
-  long n = tlength(def->car);
-  _symval* f = allocFrame(n);
+  long n = shortLength(def->car);
+  _symval* f = allocCallFrame(n);
   if (n > 0 && !f) {
     fail("エラー: ローカル変数領域の確保に失敗しました", callerFrame, callerCount);
     return {kFailed, nullptr, nullptr};

@@ -328,6 +328,11 @@ class cmemory : public ctextproc {
   _symval* allocFrame(long n) {
     return n > 0 ? frames.alloc(n) : nullptr;
   }
+  // The same without the zero-filling, for frames of calls: the lambda-list walk writes
+  // every record of them (see cfunction::walkLambdaList).
+  _symval* allocCallFrame(long n) {
+    return n > 0 ? frames.allocUnfilled(n) : nullptr;
+  }
   // The form that made a frame has ended with it.
   void releaseFrame(_symval* f) {
     frames.release(f);

@@ -13,15 +13,20 @@ class FrameKeeper {
  public:
   // n records, zero-filled; null when the memory cannot be had.
   _symval* alloc(long n) {
+    _symval* f = allocUnfilled(n);
+    if (f) std::memset(static_cast<void*>(f), 0, sizeof(_symval) * static_cast<size_t>(n));
+    return f;
+  }
+  // n records whose contents are left over from an earlier frame, for a caller that writes
+  // every record before the frame is used or becomes a root.
+  _symval* allocUnfilled(long n) {
     if (n <= kPooled && free_[n]) {
       Head* h = free_[n];
       free_[n] = h->next;
       h->refs = 0;
       h->state = kActive;
       h->epoch = 0;
-      _symval* f = reinterpret_cast<_symval*>(h + 1);
-      for (long i = 0; i < n; i++) f[i] = _symval{0, nullptr, nullptr};
-      return f;
+      return reinterpret_cast<_symval*>(h + 1);
     }
     return allocFresh(n);
   }
