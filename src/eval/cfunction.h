@@ -30,7 +30,15 @@ class cfunction : public cprint {
   _cell* Copy(_cell* x);
   // The number of conses along the cdr chain, or -1 when the chain comes back on itself (a
   // circular list has no length).
-  long chainLength(_cell* list);
+  long chainLength(_cell* list) {
+    long n = 0;
+    CycleGuard guard;
+    for (; consp(list); list = list->cdr) {
+      if (guard.revisits(list)) return -1;
+      n++;
+    }
+    return n;
+  }
   // The same for the lists of code (lambda lists, bindings), where a circle ends the process
   // as a structure too deep to handle.
   long tlength(_cell* list) {

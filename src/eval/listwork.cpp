@@ -179,16 +179,6 @@ _cell* cfunction::LastCell(_cell* list) {
   return list;
 }
 
-long cfunction::chainLength(_cell* list) {
-  long n = 0;
-  CycleGuard guard;
-  for (; consp(list); list = list->cdr) {
-    if (guard.revisits(list)) return -1;
-    n++;
-  }
-  return n;
-}
-
 _cell* cfunction::circularList(_symval* frame, long count) {
   return fail("エラー: 循環したリストです。", frame, count);
 }
