@@ -2,6 +2,7 @@
 #pragma once
 
 #include "printer/cprint.h"
+#include "top/interrupt.h"
 
 class cfunction : public cprint {
  public:
@@ -263,6 +264,12 @@ class cfunction : public cprint {
   // The definition of EQUAL that the prelude gave, while it stands: calls of it are answered
   // by equalValues, which agrees with it and also ends on knotted structures.
   _cell* preludeEqual = nullptr;
+  // The prelude's EQUAL allocates nothing, so skipping its steps is invisible unless one of
+  // them would have started a collection or answered an interrupt: then it runs as written
+  // (its inner calls come back here once the collection is done).
+  bool equalMayBeAnswered() const {
+    return freeCells > 999 && freeNums > 999 && freeInts > 999 && !InterruptRequested();
+  }
 
  private:
   std::vector<std::pair<_cell**, _cell*>> copyWork;

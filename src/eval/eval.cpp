@@ -626,8 +626,9 @@ __attribute__((always_inline)) inline _cell* cfunction::evalu(_cell* form, _symv
       return nullptr;
     }
     LocalFrame local(*this, newFrame, n);
-    r = def == preludeEqual ? boolCell(equalValues(newFrame[0].value, newFrame[1].value))
-                            : tprogn(def->cdr, newFrame, n, 0);
+    r = def == preludeEqual && equalMayBeAnswered()
+            ? boolCell(equalValues(newFrame[0].value, newFrame[1].value))
+            : tprogn(def->cdr, newFrame, n, 0);
   }
   returnFromValue = nullptr;
   endFrame(newFrame, n, r);
