@@ -58,6 +58,8 @@ class cprint : public cmemory {
 
   void print(Walk& w, _cell* x);
   void element(Walk& w, _cell* x, int last);
+  // One object of either kind; an array at top level is followed by a blank.
+  void object(Walk& w, _cell* x, bool topLevel);
   void elements(Walk& w, _cell* list, int last);
   void tail(Walk& w, _cell* rest);
   void list(Walk& w, _cell* x);

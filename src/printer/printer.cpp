@@ -58,30 +58,26 @@ bool cprint::refusesArray(Walk& w, _cell* x) {
 
 void cprint::print(Walk& w, _cell* x) {
   if (refusesArray(w, x)) return;
-  if (repeats(w, x)) {
-    std::fputs(kRepetition, w.out);
-  } else if (x->type == 'l') {
-    list(w, x);
-  } else if (generalArray(x)) {
-    array(w, x);
-    std::fputc(' ', w.out);  // the blank after an array at top level
-  } else {
-    atom(w, x);
-  }
+  object(w, x, true);
 }
 
 void cprint::element(Walk& w, _cell* x, int last) {
   if (refusesArray(w, x)) return;  // not even the separating blank reaches the stream
+  object(w, x, false);
+  if (!last) std::fputc(' ', w.out);
+}
+
+void cprint::object(Walk& w, _cell* x, bool topLevel) {
   if (repeats(w, x)) {
     std::fputs(kRepetition, w.out);
   } else if (x->type == 'l') {
     list(w, x);
   } else if (generalArray(x)) {
     array(w, x);
+    if (topLevel) std::fputc(' ', w.out);  // the blank after an array at top level
   } else {
     atom(w, x);
   }
-  if (!last) std::fputc(' ', w.out);
 }
 
 void cprint::elements(Walk& w, _cell* list, int last) {
