@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <utility>
 
 struct _symval;
 
@@ -93,9 +94,10 @@ inline bool consp(const _cell* c) {
 
 // Notices when a walk along a cdr chain comes back to a cons it has passed (Brent's method):
 // a circular list has no end to reach. Call revisits() with every cons of the walk.
-class CycleGuard {
+template <typename Position>
+class RepeatGuard {
  public:
-  bool revisits(const _cell* p) {
+  bool revisits(const Position& p) {
     if (p == saved_) return true;
     if (++steps_ == power_) {
       saved_ = p;
@@ -106,27 +108,17 @@ class CycleGuard {
   }
 
  private:
-  const _cell* saved_ = nullptr;
+  Position saved_{};
   long power_ = 1, steps_ = 0;
 };
+using CycleGuard = RepeatGuard<const _cell*>;
 
 // The same for a walk along two chains in step: notices when the pair of positions comes
 // back to a pair it has passed.
 class PairGuard {
  public:
-  bool revisits(const _cell* p, const _cell* q) {
-    if (p == savedP_ && q == savedQ_) return true;
-    if (++steps_ == power_) {
-      savedP_ = p;
-      savedQ_ = q;
-      power_ <<= 1;
-      steps_ = 0;
-    }
-    return false;
-  }
+  bool revisits(const _cell* p, const _cell* q) { return guard_.revisits({p, q}); }
 
  private:
-  const _cell* savedP_ = nullptr;
-  const _cell* savedQ_ = nullptr;
-  long power_ = 1, steps_ = 0;
+  RepeatGuard<std::pair<const _cell*, const _cell*>> guard_;
 };
