@@ -227,6 +227,7 @@ _cell* cfunction::symbol_function(_cell* args, _symval* frame, long count) {
 
 _cell* cfunction::rplaca(_cell* cons, _cell* value, _symval* frame, long count) {
   if (!consp(cons)) return fail("エラー: コンスではありません", frame, count);
+  guardCodeWrite(cons, value);
   touchCell(cons);
   cons->car = value;
   return cons;
@@ -234,6 +235,7 @@ _cell* cfunction::rplaca(_cell* cons, _cell* value, _symval* frame, long count) 
 
 _cell* cfunction::rplacd(_cell* cons, _cell* value, _symval* frame, long count) {
   if (!consp(cons)) return fail("エラー: コンスではありません", frame, count);
+  guardCodeWrite(cons, value);
   touchCell(cons);
   cons->cdr = value;
   return cons;

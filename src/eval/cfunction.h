@@ -261,12 +261,24 @@ class cfunction : public cprint {
   // the division message when wrap-around made the denominator 0.
   _cell* exactResult(long num, long den);
 
-  // The definition of EQUAL that the prelude gave, while it stands: calls of it are answered
-  // by equalValues, which agrees with it and also ends on knotted structures.
-  _cell* preludeEqual = nullptr;
-  // The prelude's EQUAL allocates nothing, so skipping its steps is invisible unless one of
-  // them would have started a collection or answered an interrupt: then it runs as written
-  // (its inner calls come back here once the collection is done).
+  // Fast paths (their contract: eval/fastpaths.h).
+  // Gives the prelude functions that have a stand-in its number.
+  void registerStandIns();
+  // The stand-in's answer for a call whose arguments are bound in frame, or kDeclined.
+  _cell* runStandIn(unsigned id, _symval* frame, long n);
+  // A new definition: its cells are flagged as code.
+  void markDefinition(_cell* def);
+  // Before a destructive write of value into a cell flagged as code.
+  void noteCodeWrite(_cell* value);
+  void guardCodeWrite(const _cell* target, _cell* value) {
+    if (__builtin_expect(target->spare & kCodeCell, 0)) noteCodeWrite(value);
+  }
+  // Changes with every definition and every destructive write into one.
+  long codeEpoch = 0;
+  // Cleared for good by a destructive write into any definition.
+  bool standInsTrusted = true;
+  // Skipping steps that allocate nothing is invisible unless one of them would have started
+  // a collection or answered an interrupt.
   bool equalMayBeAnswered() const {
     return freeCells > 999 && freeNums > 999 && freeInts > 999 && !InterruptRequested();
   }

@@ -3,6 +3,7 @@
 #include <cstdlib>
 
 #include "eval/cfunction.h"
+#include "eval/fastpaths.h"
 #include "top/interrupt.h"
 #include "top/keywords.h"
 #include "top/runmode.h"
@@ -405,7 +406,7 @@ __attribute__((always_inline)) inline _cell* cfunction::evalu(_cell* form, _symv
       c4->car = name;
       c4->cdr = args->cdr->cdr;  // the body
       touchRoots();
-      if (rec->value == preludeEqual) preludeEqual = nullptr;  // redefined
+      markDefinition(c1);
       rec->value = c1;
       rec->tag = head->code == hDefun ? 'f' : 'm';
       return name;
@@ -626,9 +627,9 @@ __attribute__((always_inline)) inline _cell* cfunction::evalu(_cell* form, _symv
       return nullptr;
     }
     LocalFrame local(*this, newFrame, n);
-    r = def == preludeEqual && equalMayBeAnswered()
-            ? boolCell(equalValues(newFrame[0].value, newFrame[1].value))
-            : tprogn(def->cdr, newFrame, n, 0);
+    r = kDeclined;
+    if (unsigned id = standInOf(def)) r = runStandIn(id, newFrame, n);
+    if (r == kDeclined) r = tprogn(def->cdr, newFrame, n, 0);
   }
   returnFromValue = nullptr;
   endFrame(newFrame, n, r);

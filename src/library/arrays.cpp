@@ -7,6 +7,7 @@ _cell* cfunction::SetArray(_cell* form, _symval* frame, long count, long mark) {
   if (!consp(args)) return fail(kCannot, frame, count);
   _cell* v = eval(args->car, frame, count, mark);
   if (!v || !consp(v)) return fail(kCannot, frame, count);
+  guardCodeWrite(v, v);
   touchCell(v);
   v->type = 'a';  // not copied: every reference to the cons now sees an array
   return v;

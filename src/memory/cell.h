@@ -49,6 +49,7 @@ enum : uint32_t {
   kScanOpen = 8u,     // on the path of the printer's cycle scan (see printer/knotscan.h)
   kScanDone = 16u,    // fully scanned by it
   kPoisoned = 32u,    // stress build: no root reached it at a check (see memory/stress.h)
+  kCodeCell = 64u,    // part of a function or macro definition (see eval/fastpaths.h)
 };
 
 #ifdef TSUMUGI_STRESS

@@ -11,6 +11,7 @@ const char kUsage[] =
     "Usage: tsumugi                      start an interactive session\n"
     "       tsumugi [--script] FILE [ARG...]  run the program in FILE (- for standard input)\n"
     "       tsumugi --help | --version\n"
+    "       --plain before the rest runs without the evaluator's shortcuts (for comparisons)\n"
     "The program sees its arguments as a list of strings in *ARGV*. It ends with status 0,\n"
     "N after (exit N), 1 after an error, 130 after Ctrl-C.\n";
 
@@ -22,8 +23,14 @@ const char kUsage[] =
 
 CommandLine ParseCommandLine(int argc, char** argv) {
   CommandLine c;
-  if (argc < 2) return c;
   int i = 1;
+  // --plain may come before anything else: it turns the interpreter's shortcuts off, so that
+  // a program can be compared with and without them.
+  while (i < argc && std::strcmp(argv[i], "--plain") == 0) {
+    c.plain = true;
+    i++;
+  }
+  if (i >= argc) return c;
   const char* first = argv[i];
   if (std::strcmp(first, "--help") == 0 || std::strcmp(first, "-h") == 0) usage(stdout, 0);
   if (std::strcmp(first, "--version") == 0) {

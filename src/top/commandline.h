@@ -7,6 +7,7 @@
 
 struct CommandLine {
   bool script = false;
+  bool plain = false;             // --plain: no fast paths
   std::string program;            // the program's file, "-" for standard input
   std::vector<std::string> args;  // what follows the program's file
 };

@@ -5,6 +5,7 @@
 #include "reader/terminal.h"
 #include "memory/fatal.h"
 #include "top/clisp.h"
+#include "eval/fastpaths.h"
 #include "top/commandline.h"
 #include "top/interrupt.h"
 #include "top/runmode.h"
@@ -33,6 +34,7 @@ void run() {
 
 int main(int argc, char** argv) {
   commandLine = ParseCommandLine(argc, argv);
+  fastPathsOn = !commandLine.plain;
   if (commandLine.script) program = OpenScript(commandLine.program);
   InitTerminal();
   if (commandLine.script) EnterScriptMode();

@@ -11,8 +11,7 @@ int clisp::ReadEvalLoop() {
     if (!parseLine(&form) || !form) return 0;
     if (!evalTopForm(form, nullptr, 0)) return 0;
   }
-  _symval* equal = getFuncval2(getStringCell("EQUAL"));
-  preludeEqual = equal ? equal->value : nullptr;
+  registerStandIns();
   return 1;
 }
 

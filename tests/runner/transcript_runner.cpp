@@ -15,6 +15,8 @@
 //   @@@ copy NAME PATH        a file created before the run with the content of PATH
 //                             (relative to the case file's directory)
 //   @@@ args WORD...          command-line arguments, separated by blanks
+//   @@@ plain-too             run the case a second time with --plain in front of the
+//                             arguments (no shortcuts), expecting the very same results
 //   @@@ stderr                the expected standard error (not checked without this section)
 //   @@@ interrupt file NAME   once the file NAME exists in the working directory, or
 //   @@@ interrupt stdout TEXT once standard output holds TEXT, send SIGINT, then feed the
@@ -285,7 +287,9 @@ int runCase(const std::string& binary, const Case& c) {
   // Everything after the two banner lines (all of it if the banner never came). With
   // arguments there is no banner to skip.
   std::string afterBanner = out;
-  if (c.args.empty() && out.rfind("Tsumugi for Linux version2.21\n", 0) == 0) {
+  bool interactive = true;
+  for (const std::string& a : c.args) interactive = interactive && a == "--plain";
+  if (interactive && out.rfind("Tsumugi for Linux version2.21\n", 0) == 0) {
     size_t second = out.find('\n', out.find('\n') + 1);
     afterBanner = second == std::string::npos ? "" : out.substr(second + 1);
   }
@@ -332,6 +336,7 @@ int runTranscriptFile(const std::string& binary, const std::string& casePath) {
   if (!readInput(casePath, &text)) return 2;
   Case c;
   bool haveStdout = false;
+  bool plainToo = false;
   for (const Section& s : parse(text)) {
     if (s.kind == "input") {
       c.input = s.body;
@@ -357,6 +362,8 @@ int runTranscriptFile(const std::string& binary, const std::string& casePath) {
     } else if (s.kind == "args") {
       std::istringstream words(s.arg);
       for (std::string w; words >> w;) c.args.push_back(w);
+    } else if (s.kind == "plain-too") {
+      plainToo = true;
     } else if (s.kind == "stderr") {
       c.expectedStderr = s.body;
       c.checkStderr = true;
@@ -380,6 +387,10 @@ int runTranscriptFile(const std::string& binary, const std::string& casePath) {
     std::cerr << "case has no stdout section\n";
     return 2;
   }
+  int first = runCase(binary, c);
+  if (!plainToo || first != 0) return first;
+  c.args.insert(c.args.begin(), "--plain");
+  std::cout << "again with --plain" << std::endl;
   return runCase(binary, c);
 }
 

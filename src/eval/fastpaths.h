@@ -1,0 +1,41 @@
+// The evaluator's shortcuts, and the contract that keeps them invisible.
+//
+// Only these are observable: what is printed (results, messages, every collector report with
+// its counts and its place in the output, the "*" flag), the files written, and where and how
+// the process ends. Between two of them a shortcut may skip evaluation steps, provided that
+// at the next one the free counters, the allocation cursors, the marks and everything
+// reachable are exactly what the plain evaluator would have left. So every fast path:
+//  1. runs only when no collection and no exhaustion can fall inside the steps it skips (the
+//     free counters stay above 999 after everything it takes; otherwise the plain path runs);
+//  2. leaves the same allocation effects: as many cells, numbers and integers taken from the
+//     rotating cursors, in the same order, so that the same elements are in use afterwards
+//     (garbage included), and the same values and structure wherever anything can reach them;
+//  3. notices whatever would change the plain result: a redefinition, an assignment to a
+//     global it depends on, a destructive change to the code it stands for.
+// `--plain` turns every shortcut off. Each has a test that runs one program both ways and
+// expects the same output, collector reports included, across a collection.
+//
+// Stand-ins: a prelude function whose definition still stands is answered by C++ code with
+// the same effects (the stand-in's number is kept in the definition's first cons, so a
+// redefinition, which makes a new one, ends it). A destructive change to any definition's
+// cells ends all stand-ins for the rest of the session.
+#pragma once
+
+#include <cstdint>
+
+#include "memory/cell.h"
+
+// False under --plain.
+extern bool fastPathsOn;
+
+enum StandIn : uint8_t { kNoStandIn = 0, kStandInEqual, kStandInCount };
+
+// The stand-in number kept in a definition's first cons.
+constexpr uint32_t kStandInShift = 8;
+constexpr uint32_t kStandInMask = 0xffu << kStandInShift;
+inline unsigned standInOf(const _cell* def) {
+  return (def->spare & kStandInMask) >> kStandInShift;
+}
+
+// What a stand-in returns when it leaves the call to the definition itself.
+extern _cell* const kDeclined;
