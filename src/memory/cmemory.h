@@ -78,6 +78,29 @@ class cmemory : public ctextproc {
     intBase[i].value = v;
     return intBase + i;
   }
+  // Take n elements exactly as n calls of getCell, getInt or getNumber would (the same
+  // cursor moves, marks, counters and wrap flag), for shortcuts that skip the steps that
+  // would have made that garbage (see eval/fastpaths.h). Cells are left as getCell leaves
+  // them; element values are left as they were.
+  void burnCells(long n) {
+    for (; n > 0; n--) getCell();
+  }
+  void burnInts(long n) {
+    for (; n > 0; n--) {
+      long i = takeFree(intBits, intCursor, intWraps, kIntegers, false,
+                        "エラー: 整数領域が一杯です。終了します。");
+      freeInts--;
+      intBase[i].mark = 'd';
+    }
+  }
+  void burnNums(long n) {
+    for (; n > 0; n--) {
+      long i = takeFree(numBits, numCursor, numWraps, kNumbers, false,
+                        "エラー: 数値領域が一杯です。終了します。");
+      freeNums--;
+      numBase[i].mark = 'd';
+    }
+  }
   char* getString(const char* name);
   _cell* CheckStringCell(const char* name);
   _cell* getStringCell(const char* name);
