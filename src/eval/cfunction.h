@@ -277,11 +277,16 @@ class cfunction : public cprint {
   long codeEpoch = 0;
   // Cleared for good by a destructive write into any definition.
   bool standInsTrusted = true;
-  // Skipping steps that allocate nothing is invisible unless one of them would have started
-  // a collection or answered an interrupt.
-  bool equalMayBeAnswered() const {
-    return freeCells > 999 && freeNums > 999 && freeInts > 999 && !InterruptRequested();
+  // A shortcut that takes at most this many cells, numbers and integers may skip the steps of
+  // the plain evaluation: none of them would start a collection (all free counters stay above
+  // 999), answer an interrupt, or end the process for want of stack (the plain steps go
+  // deeper than the shortcut: it keeps a wide margin).
+  bool shortcutMayRun(long cells, long nums, long ints) const {
+    return freeCells > 999 + cells && freeNums > 999 + nums && freeInts > 999 + ints &&
+           !InterruptRequested() && StackRoomAtLeast(kShortcutStackMargin);
   }
+  static constexpr long kShortcutStackMargin = 512 * 1024;
+  bool equalMayBeAnswered() const { return shortcutMayRun(0, 0, 0); }
 
  private:
   std::vector<std::pair<_cell**, _cell*>> copyWork;
