@@ -294,6 +294,7 @@ class cmemory : public ctextproc {
   long cellWraps = 0;
   MarkBits cellBits;
   int wrapped = 0;
+  long collections = 0;  // collections run so far
   long freeCells = 0;
 
   char* strBase = nullptr;
