@@ -20,7 +20,9 @@ bool ExpansionCache::makeKey(_cell* def, _cell* args, std::vector<uintptr_t>& ke
       ok = false;
       break;
     }
-    if (x->type != 'l' && x->type != 'a') {
+    if ((x->type != 'l' && x->type != 'a') || (x->spare & kCodeCell)) {
+      // An atom, or code: code changes only by writes that empty the cache, so its identity
+      // stands for all it holds.
       key.push_back(reinterpret_cast<uintptr_t>(x));
       continue;
     }

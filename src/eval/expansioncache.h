@@ -10,7 +10,9 @@
 //    destructive write into one changes the code epoch, which empties the cache;
 //  - the argument forms: their whole shape (conses, arrays) and the identity of every atom is
 //    the key; forms that share a cons with themselves are not remembered (the body could
-//    tell them apart with EQ);
+//    tell them apart with EQ). Code (a definition's cells, flagged as such) is keyed by its
+//    identity alone: whatever is reachable from it is code too, and writing into code empties
+//    the cache;
 //  - the globals the body read: each must still hold the very value (only atoms that cannot
 //    be changed in place are accepted);
 //  - no effect but allocation: a body that reached a head with effects (output, assignment
