@@ -289,6 +289,21 @@ class cfunction : public cprint {
   void registerStandIns();
   // The stand-in's answer for a call whose arguments are bound in frame, or kDeclined.
   _cell* runStandIn(unsigned id, _symval* frame, long n);
+  // MAPCAR over one list (eval/standins_maps.cpp).
+  struct MapcarCode {
+    _cell* def = nullptr;
+    _cell* name = nullptr;
+    _cell* funcallForm = nullptr;
+    _cell* recurForm = nullptr;
+    _symval* rec = nullptr;
+    _symval* notRec = nullptr;
+    _cell* notDef = nullptr;
+    bool plainBelow = false;  // the recursion over a circular list runs as written
+  } mapcar;
+  bool learnMapcar(_cell* def);
+  bool mapcarStands() const;
+  _cell* mapcarStandIn(_symval* frame, long n);
+  void keepLevelFrame(const _symval* frame, long n);
   // A new definition: its cells are flagged as code.
   void markDefinition(_cell* def);
   // Before a destructive write of value into a cell flagged as code.

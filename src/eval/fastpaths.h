@@ -28,7 +28,12 @@
 // False under --plain.
 extern bool fastPathsOn;
 
-enum StandIn : uint8_t { kNoStandIn = 0, kStandInEqual, kStandInCount };
+enum StandIn : uint8_t {
+  kNoStandIn = 0,
+  kStandInEqual,   // eval/equal.cpp
+  kStandInMapcar,  // eval/standins_maps.cpp
+  kStandInCount,
+};
 
 // The stand-in number kept in a definition's first cons.
 constexpr uint32_t kStandInShift = 8;
