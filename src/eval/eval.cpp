@@ -119,8 +119,8 @@ _cell* cfunction::evalFirstHead(_cell* form, _symval* frame, long count, long ma
 }
 
 template <HeadArity arity, _cell* (cfunction::*handler)(HeadCall&)>
-__attribute__((always_inline)) inline _cell* cfunction::runHead(_cell* form, _symval* frame,
-                                                                long count, long mark, int& pt) {
+TSUMUGI_HEAD_HANDLER _cell* cfunction::runHead(_cell* form, _symval* frame, long count, long mark,
+                                               int& pt) {
   // The call is made here, in the head's own case, so that the other cases pay nothing for it.
   HeadCall c{form, form->cdr, frame, count, mark, pt};
   if constexpr (arity == kEvalsOne) {

@@ -14,7 +14,13 @@
 
 // Every handler is inlined into its case of the dispatch switch, as if written there: the
 // compiler's choices for the rest of the evaluator then stay what they were with one body.
+// Unoptimised builds keep each a function of its own: there the dispatch's frame would hold
+// every handler's locals apart, and deep recursions would run out of stack long before.
+#ifdef __OPTIMIZE__
 #define TSUMUGI_HEAD_HANDLER __attribute__((always_inline)) inline
+#else
+#define TSUMUGI_HEAD_HANDLER inline
+#endif
 
 namespace {
 TSUMUGI_HEAD_HANDLER _cell* boolCell(bool b) {
