@@ -146,6 +146,7 @@ TSUMUGI_HEAD_HANDLER _cell* cfunction::headSetq(HeadCall& c) {
     touchFrame(c.frame);
     c.frame[i].value = v;
   } else {
+    if (watching) effectsSeen++;
     touchRoots();
     gvBase[getSymVal2(sym)].value = v;
   }
