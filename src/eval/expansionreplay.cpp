@@ -43,6 +43,8 @@ bool hasEffects(uint8_t code, const _cell* args) {
     case hRplacd:
     case hSetArray:
     case hBye:
+    case hQuit:
+    case hExit:
     case hError:
     case hBreak:
     case hIntern:
