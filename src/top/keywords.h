@@ -24,8 +24,10 @@ enum HeadArity : int8_t {
 //   it, reached through the code h<handler> kept in the symbol's cell; arity is a HeadArity;
 //   effects is true when evaluating it can do more than compute a value and allocate (output,
 //   input, streams, global assignment, definitions, destructive writes, time, random numbers,
-//   interning, exits, errors, collection, capturing or calling closures, evaluating data).
-//   SETQ is not flagged: its global assignment is noticed where it happens.
+//   interning, exits, errors, collection, capturing closures). Not flagged, because they are
+//   noticed where they happen: SETQ's global assignment, a call of a closure whose captured
+//   frame it writes back, and the forms EVAL evaluates; and control transfers (GO, THROW,
+//   RETURN-FROM), which either end inside the evaluation that made them or end it.
 #define TSUMUGI_KEYWORDS_HEAD(K, H)       \
   H(QUOTE, "QUOTE", Quote, kForms, false) \
   H(CAR, "CAR", Car, kEvalsOne, false)    \
@@ -46,7 +48,7 @@ enum HeadArity : int8_t {
   H(LETAST, "LET*", LetAst, kForms, false)                                         \
   H(SETQ, "SETQ", Setq, kForms, false)                                             \
   H(PROG, "PROG**", Prog, kForms, false)                                           \
-  H(GO, "GO", Go, kForms, true)                                                    \
+  H(GO, "GO", Go, kForms, false)                                                    \
   K(RETURN, "RETURN")                                                              \
   H(AND, "AND", And, kForms, false)                                                \
   H(OR, "OR", Or, kForms, false)                                                   \
@@ -59,7 +61,7 @@ enum HeadArity : int8_t {
   H(ATOM, "ATOM", Atom, kEvalsOne, false)                                          \
   H(LIST, "LIST", List, kForms, false)                                             \
   H(EQ, "EQ", Eq, kEvalsTwo, false)                                                \
-  H(EVAL, "EVAL", Eval, kEvalsOne, true)                                           \
+  H(EVAL, "EVAL", Eval, kEvalsOne, false)                                           \
   H(NULLP, "NULL", Null, kEvalsOne, false)                                         \
   H(PROGN, "PROGN", Progn, kForms, false)                                          \
   H(IF, "IF", If, kForms, false)                                                   \
@@ -98,9 +100,9 @@ enum HeadArity : int8_t {
   H(DIVIDE, "/", Divide, kForms, false)                                            \
   H(VALUES, "VALUES", Values, kFormsFirst, false)                                  \
   H(MULTIPLEVALUELIST, "MULTIPLE-VALUE-LIST", MultipleValueList, kEvalsOne, false) \
-  H(EVAL1, "EVAL1", Eval1, kFormsFirst, true)                                      \
-  H(APPLY, "APPLY", Apply, kForms, true)                                           \
-  H(FUNCALL, "FUNCALL", Funcall, kForms, true)                                     \
+  H(EVAL1, "EVAL1", Eval1, kFormsFirst, false)                                      \
+  H(APPLY, "APPLY", Apply, kForms, false)                                           \
+  H(FUNCALL, "FUNCALL", Funcall, kForms, false)                                     \
   H(RPLACA, "RPLACA", Rplaca, kEvalsTwo, true)                                     \
   H(RPLACD, "RPLACD", Rplacd, kEvalsTwo, true)                                     \
   H(SYMBOLP, "SYMBOLP", Symbolp, kEvalsOne, false)                                 \
@@ -133,7 +135,7 @@ enum HeadArity : int8_t {
   H(CHARCODE, "CHAR-CODE", CharCode, kForms, false)                                \
   H(CODECHAR, "CODE-CHAR", CodeChar, kForms, false)                                \
   H(CATCHLISP, "CATCH", Catch, kForms, false)                                      \
-  H(THROWLISP, "THROW", Throw, kForms, true)                                       \
+  H(THROWLISP, "THROW", Throw, kForms, false)                                       \
   H(UNWINDPROTECT, "UNWIND-PROTECT", UnwindProtect, kForms, false)                 \
   K(ABORT, "ABORT")                                                                \
   H(ERRORLISP, "ERROR", Error, kForms, true)                                       \
@@ -146,7 +148,7 @@ enum HeadArity : int8_t {
   H(SYMBOLFUNCTION, "SYMBOL-FUNCTION", SymbolFunction, kForms, true)               \
   K(MACRO, "MACRO")                                                                \
   H(BLOCKLISP, "BLOCK", Block, kForms, false)                                      \
-  H(RETURNFROMLISP, "RETURN-FROM", ReturnFrom, kForms, true)
+  H(RETURNFROMLISP, "RETURN-FROM", ReturnFrom, kForms, false)
 
 // Applies K to the marker rows and H to the heads, in interning order.
 #define TSUMUGI_KEYWORDS(K, H) TSUMUGI_KEYWORDS_HEAD(K, H) TSUMUGI_KEYWORDS_TAIL(K, H)
