@@ -332,14 +332,15 @@ class cfunction : public cprint {
   // A new definition: its cells are flagged as code.
   void markDefinition(_cell* def);
   // Before a destructive write of value into a cell flagged as code.
-  void noteCodeWrite(_cell* value);
+  void noteCodeWrite(const _cell* target, _cell* value);
   void guardCodeWrite(const _cell* target, _cell* value) {
-    if (__builtin_expect(target->spare & kCodeCell, 0)) noteCodeWrite(value);
+    if (__builtin_expect(target->spare & kCodeCell, 0)) noteCodeWrite(target, value);
   }
   // Changes with every definition and every destructive write into one.
   long codeEpoch = 0;
-  // Cleared for good by a destructive write into any definition.
+  // Cleared for good by a destructive write into a definition of the prelude.
   bool standInsTrusted = true;
+  bool loadingPrelude = false;
   // A shortcut that takes at most this many cells, numbers and integers may skip the steps of
   // the plain evaluation: none of them would start a collection (all free counters stay above
   // 999), answer an interrupt, or end the process for want of stack (the plain steps go

@@ -17,8 +17,8 @@
 //
 // Stand-ins: a prelude function whose definition still stands is answered by C++ code with
 // the same effects (the stand-in's number is kept in the definition's first cons, so a
-// redefinition, which makes a new one, ends it). A destructive change to any definition's
-// cells ends all stand-ins for the rest of the session.
+// redefinition, which makes a new one, ends it). A destructive change to the cells of any of the
+// prelude's definitions ends all stand-ins for the rest of the session.
 #pragma once
 
 #include <cstdint>

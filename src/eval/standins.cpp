@@ -49,14 +49,16 @@ _cell* cfunction::runStandIn(unsigned id, _symval* frame, long n) {
 }
 
 // Flags every cons and array of a definition (the flag doubles as the visited mark, so
-// shared and circular structure is walked once).
+// shared and circular structure is walked once). The prelude's own code carries a second flag:
+// the stand-ins rest on it alone.
 void cfunction::markDefinition(_cell* def) {
+  const uint32_t flags = loadingPrelude ? kCodeCell | kPreludeCode : kCodeCell;
   std::vector<_cell*> work{def};
   while (!work.empty()) {
     _cell* c = work.back();
     work.pop_back();
     while ((c->type == 'l' || c->type == 'a') && !(c->spare & kCodeCell)) {
-      c->spare |= kCodeCell;
+      c->spare |= flags;
       work.push_back(c->car);
       c = c->cdr;
     }
@@ -64,8 +66,8 @@ void cfunction::markDefinition(_cell* def) {
   codeEpoch++;
 }
 
-void cfunction::noteCodeWrite(_cell* value) {
-  standInsTrusted = false;
+void cfunction::noteCodeWrite(const _cell* target, _cell* value) {
+  if (target->spare & kPreludeCode) standInsTrusted = false;
   // What is written into code becomes code.
   markDefinition(value);
 }
