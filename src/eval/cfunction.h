@@ -25,6 +25,8 @@ class cfunction : public cprint {
   _cell* tlist(_cell* args, _symval* frame, long count, long mark);
   _cell* tlist2(_cell* args, _symval* frame, long count, _cell** firstOut, long mark);
   _cell* values(_cell* args, _symval* frame, long count, long mark);
+  // Makes result (a fresh cell) the multiple value whose values are list (not empty).
+  _cell* becomeValues(_cell* result, _cell* list);
   _cell* LastCell(_cell* list);
   // A copy of every cons reachable from x; null when x leads back into itself (a chain of cdrs
   // that comes back, or a knot through the cars), which has no finite copy.
@@ -266,6 +268,23 @@ class cfunction : public cprint {
   void registerStandIns();
   // The stand-in's answer for a call whose arguments are bound in frame, or kDeclined.
   _cell* runStandIn(unsigned id, _symval* frame, long n);
+  // The stand-ins for list and hash-table functions (eval/standins_lists.cpp).
+  void registerListStandIns();
+  bool listStandInsHold();
+  _cell* gethashStandIn(_symval* frame, long n);
+  _cell* setfHashStandIn(_symval* frame, long n);
+  _cell* hashTableCountStandIn(_symval* frame, long n);
+  _cell* nthStandIn(_symval* frame, long n);
+  _cell* nthcdrStandIn(_symval* frame, long n);
+  _cell* reverseStandIn(_symval* frame, long n);
+  _cell* lastStandIn(_symval* frame, long n);
+  // Clears the values of a value, as evaluating a form that gives it does.
+  void dropValues(_cell* c) {
+    if (c->values) {
+      touchCell(c);
+      c->values = nullptr;
+    }
+  }
   // A new definition: its cells are flagged as code.
   void markDefinition(_cell* def);
   // Before a destructive write of value into a cell flagged as code.
@@ -286,7 +305,9 @@ class cfunction : public cprint {
            !InterruptRequested() && StackRoomAtLeast(kShortcutStackMargin);
   }
   static constexpr long kShortcutStackMargin = 512 * 1024;
-  bool equalMayBeAnswered() const { return shortcutMayRun(0, 0, 0); }
+  bool equalMayBeAnswered() const {
+    return shortcutMayRun(0, 0, 0);
+  }
 
  private:
   std::vector<std::pair<_cell**, _cell*>> copyWork;

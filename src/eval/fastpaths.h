@@ -28,7 +28,18 @@
 // False under --plain.
 extern bool fastPathsOn;
 
-enum StandIn : uint8_t { kNoStandIn = 0, kStandInEqual, kStandInCount };
+enum StandIn : uint8_t {
+  kNoStandIn = 0,
+  kStandInEqual,
+  kStandInGethash,
+  kStandInSetfHash,
+  kStandInHashTableCount,
+  kStandInNth,
+  kStandInNthcdr,
+  kStandInReverse,
+  kStandInLast,
+  kStandInCount
+};
 
 // The stand-in number kept in a definition's first cons.
 constexpr uint32_t kStandInShift = 8;

@@ -159,6 +159,11 @@ _cell* cfunction::values(_cell* args, _symval* frame, long count, long mark) {
     NILCell->values = nullptr;
     return NILCell;
   }
+  return becomeValues(result, list);
+}
+
+_cell* cfunction::becomeValues(_cell* result, _cell* list) {
+  _cell* first = list->car;
   touchCell(result);  // made before the evaluation
   result->values = list;
   result->type = first->type;

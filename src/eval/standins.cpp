@@ -18,6 +18,13 @@ struct StandInName {
 // The prelude functions that have a stand-in.
 const StandInName kStandIns[] = {
     {"EQUAL", kStandInEqual},
+    {"GETHASH", kStandInGethash},
+    {"SETF-HASH", kStandInSetfHash},
+    {"HASH-TABLE-COUNT", kStandInHashTableCount},
+    {"NTH", kStandInNth},
+    {"NTHCDR", kStandInNthcdr},
+    {"REVERSE", kStandInReverse},
+    {"LAST", kStandInLast},
 };
 }  // namespace
 
@@ -29,6 +36,7 @@ void cfunction::registerStandIns() {
     if (!rec || rec->tag != 'f') continue;
     rec->value->spare = (rec->value->spare & ~kStandInMask) | (uint32_t{s.id} << kStandInShift);
   }
+  registerListStandIns();
 }
 
 _cell* cfunction::runStandIn(unsigned id, _symval* frame, long n) {
@@ -39,6 +47,20 @@ _cell* cfunction::runStandIn(unsigned id, _symval* frame, long n) {
       // of them would have started a collection or answered an interrupt.
       if (n != 2 || !equalMayBeAnswered()) return kDeclined;
       return equalValues(frame[0].value, frame[1].value) ? TCell : NILCell;
+    case kStandInGethash:
+      return gethashStandIn(frame, n);
+    case kStandInSetfHash:
+      return setfHashStandIn(frame, n);
+    case kStandInHashTableCount:
+      return hashTableCountStandIn(frame, n);
+    case kStandInNth:
+      return nthStandIn(frame, n);
+    case kStandInNthcdr:
+      return nthcdrStandIn(frame, n);
+    case kStandInReverse:
+      return reverseStandIn(frame, n);
+    case kStandInLast:
+      return lastStandIn(frame, n);
     default:
       return kDeclined;
   }
