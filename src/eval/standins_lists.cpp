@@ -305,7 +305,10 @@ _cell* cfunction::lastStandIn(_symval* frame, long n) {
     return kDeclined;
   }
   _cell* p = list;
-  for (; consp(p->cdr); p = p->cdr) dropValues(p->cdr);
+  while (consp(p->cdr)) p = p->cdr;
+  // A closure as the answer would keep the frame of every level alive.
+  if (p->envCount != 0) return kDeclined;
+  for (p = list; consp(p->cdr); p = p->cdr) dropValues(p->cdr);
   burnCells(m);
   burnInts(m);
   return p;
