@@ -4,6 +4,20 @@
 #include "eval/expansioncache.h"
 #include "printer/cprint.h"
 #include "top/interrupt.h"
+#include "top/keywords.h"
+
+// What the handler of a built-in head receives: the form and its environment, and the values
+// of the argument forms that the dispatch evaluated for it (as the head's arity says).
+struct HeadCall {
+  _cell* form;
+  _cell* args;  // the unevaluated argument list
+  _symval* frame;
+  long count;
+  long mark;
+  int& passThrough;    // set to 1 when the result's multiple values must survive
+  _cell* a = nullptr;  // the first argument's value (kEvalsOne, kEvalsTwo)
+  _cell* b = nullptr;  // the second argument's value (kEvalsTwo)
+};
 
 class cfunction : public cprint {
  public:
@@ -253,9 +267,20 @@ class cfunction : public cprint {
   _cell* ReturnValue = nullptr;
 
  protected:
-  // The primitive behind a head that passes its one argument form unevaluated.
-  using FormPrimitive = _cell* (cfunction::*)(_cell*, _symval*, long, long);
-  static FormPrimitive oneFormPrimitive(uint8_t code);
+  // The handlers of the built-in heads (eval/headhandlers.h), one per row of the keyword table.
+#define TSUMUGI_DECLARE_HEAD_HANDLER(global, name, handler, arity, effects) \
+  _cell* head##handler(HeadCall& c);
+  TSUMUGI_HEAD_ROWS(TSUMUGI_DECLARE_HEAD_HANDLER)
+#undef TSUMUGI_DECLARE_HEAD_HANDLER
+  // Evaluates the argument forms that arity asks for, then runs the handler.
+  template <HeadArity arity, _cell* (cfunction::*handler)(HeadCall&)>
+  _cell* runHead(_cell* form, _symval* frame, long count, long mark, int& passThrough);
+  // The heads that eval takes before the evaluation step (arity kFormsFirst).
+  _cell* evalFirstHead(_cell* form, _symval* frame, long count, long mark);
+  // The bodies that several heads share.
+  _cell* printHead(HeadCall& c, Head kind);
+  _cell* defineGlobal(HeadCall& c, bool always);
+  _cell* defineFunction(HeadCall& c, char tag);
   // The optional stream form at the head of rest of an output primitive: evaluated, it must
   // be an open stream (else a syntax error). *out is its file, or standard output without
   // one; false after a failure, already reported.
@@ -308,6 +333,21 @@ class cfunction : public cprint {
       c->values = nullptr;
     }
   }
+  // MAPCAR over one list (eval/standins_maps.cpp).
+  struct MapcarCode {
+    _cell* def = nullptr;
+    _cell* name = nullptr;
+    _cell* funcallForm = nullptr;
+    _cell* recurForm = nullptr;
+    _symval* rec = nullptr;
+    _symval* notRec = nullptr;
+    _cell* notDef = nullptr;
+    bool plainBelow = false;  // the recursion over a circular list runs as written
+  } mapcar;
+  bool learnMapcar(_cell* def);
+  bool mapcarStands() const;
+  _cell* mapcarStandIn(_symval* frame, long n);
+  void keepLevelFrame(const _symval* frame, long n);
   // A new definition: its cells are flagged as code.
   void markDefinition(_cell* def);
   // Before a destructive write of value into a cell flagged as code.

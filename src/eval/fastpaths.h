@@ -30,15 +30,16 @@ extern bool fastPathsOn;
 
 enum StandIn : uint8_t {
   kNoStandIn = 0,
-  kStandInEqual,
-  kStandInGethash,
+  kStandInEqual,    // eval/equal.cpp
+  kStandInMapcar,   // eval/standins_maps.cpp
+  kStandInGethash,  // eval/standins_lists.cpp, as the six below
   kStandInSetfHash,
   kStandInHashTableCount,
   kStandInNth,
   kStandInNthcdr,
   kStandInReverse,
   kStandInLast,
-  kStandInCount
+  kStandInCount,
 };
 
 // The stand-in number kept in a definition's first cons.

@@ -18,6 +18,7 @@ struct StandInName {
 // The prelude functions that have a stand-in.
 const StandInName kStandIns[] = {
     {"EQUAL", kStandInEqual},
+    {"MAPCAR", kStandInMapcar},
     {"GETHASH", kStandInGethash},
     {"SETF-HASH", kStandInSetfHash},
     {"HASH-TABLE-COUNT", kStandInHashTableCount},
@@ -34,6 +35,7 @@ void cfunction::registerStandIns() {
   for (const StandInName& s : kStandIns) {
     _symval* rec = getFuncval2(getStringCell(s.name));
     if (!rec || rec->tag != 'f') continue;
+    if (s.id == kStandInMapcar && !learnMapcar(rec->value)) continue;
     rec->value->spare = (rec->value->spare & ~kStandInMask) | (uint32_t{s.id} << kStandInShift);
   }
   registerListStandIns();
@@ -47,6 +49,8 @@ _cell* cfunction::runStandIn(unsigned id, _symval* frame, long n) {
       // of them would have started a collection or answered an interrupt.
       if (n != 2 || !equalMayBeAnswered()) return kDeclined;
       return equalValues(frame[0].value, frame[1].value) ? TCell : NILCell;
+    case kStandInMapcar:
+      return mapcarStandIn(frame, n);
     case kStandInGethash:
       return gethashStandIn(frame, n);
     case kStandInSetfHash:
