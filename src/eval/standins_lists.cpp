@@ -99,6 +99,13 @@ bool cfunction::listStandInsHold() {
 }
 
 namespace {
+// EQL with its most frequent cases in line: the same cell, two integers.
+inline bool eqlKey(const _cell* a, const _cell* b) {
+  if (a == b) return true;
+  if (a->type == 'i' && b->type == 'i') return ival(a) == ival(b);
+  return cfunction::eqlValues(a, b);
+}
+
 TestKind testKind(_cell* test) {
   if (test == state.eql) return kEqlTest;
   if (test == state.equal && state.equalHolds) return kEqualTest;
@@ -121,10 +128,12 @@ _cell* cfunction::gethashStandIn(_symval* frame, long n) {
   long calls = 0;
   long limit = freeCells - kReserve - kGethashLoop - kReturnValuesFound - 3;
   _cell* found = nullptr;
+  bool valued = false;  // some cell on the way has values to clear
   for (_cell* p = table->cdr->cdr; p != NILCell; p = p->cdr) {
     if (!consp(p) || !consp(p->car) || ++calls > limit) return kDeclined;
     _cell* stored = p->car->car;
-    if (kind == kEqlTest ? eqlValues(key, stored) : equalValues(key, stored)) {
+    valued |= p->values || p->car->values || stored->values;
+    if (kind == kEqlTest ? eqlKey(key, stored) : equalValues(key, stored)) {
       found = p->car;
       break;
     }
@@ -137,11 +146,15 @@ _cell* cfunction::gethashStandIn(_symval* frame, long n) {
   dropValues(table->cdr);
   dropValues(table->cdr->car);
   dropValues(table->cdr->cdr);
-  for (_cell* p = table->cdr->cdr; p != NILCell; p = p->cdr) {
-    dropValues(p->car);
-    dropValues(p->car->car);
-    if (p->car == found) break;
-    dropValues(p->cdr);
+  if (valued) {
+    for (_cell* p = table->cdr->cdr; p != NILCell; p = p->cdr) {
+      dropValues(p->car);
+      dropValues(p->car->car);
+      if (p->car == found) break;
+      dropValues(p->cdr);
+    }
+  } else if (!found) {
+    dropValues(NILCell);
   }
   burnCells(taken);
   GoSymbol = nullptr;
@@ -174,10 +187,12 @@ _cell* cfunction::setfHashStandIn(_symval* frame, long n) {
   long limit = freeCells - kReserve - kSetfHashLoop - kReturnVariable - 2;
   _cell* p = table->cdr;
   _cell* found = nullptr;
+  bool valued = false;  // some cell on the way has values to clear
   for (; consp(p->cdr); p = p->cdr) {
     _cell* entry = p->cdr->car;
     if (!consp(entry) || ++calls > limit) return kDeclined;
-    if (kind == kEqlTest ? eqlValues(key, entry->car) : equalValues(key, entry->car)) {
+    valued |= p->cdr->values || entry->values || entry->car->values;
+    if (kind == kEqlTest ? eqlKey(key, entry->car) : equalValues(key, entry->car)) {
       found = entry;
       break;
     }
@@ -187,12 +202,16 @@ _cell* cfunction::setfHashStandIn(_symval* frame, long n) {
   dropValues(table->car);
   dropValues(table->cdr);
   dropValues(table->cdr->car);
-  for (_cell* q = table->cdr;; q = q->cdr) {
-    dropValues(q->cdr);
-    if (!consp(q->cdr)) break;
-    dropValues(q->cdr->car);
-    dropValues(q->cdr->car->car);
-    if (q->cdr->car == found) break;
+  if (valued) {
+    for (_cell* q = table->cdr;; q = q->cdr) {
+      dropValues(q->cdr);
+      if (!consp(q->cdr)) break;
+      dropValues(q->cdr->car);
+      dropValues(q->cdr->car->car);
+      if (q->cdr->car == found) break;
+    }
+  } else if (!found) {
+    dropValues(p->cdr);
   }
   GoSymbol = nullptr;
   if (found) {
