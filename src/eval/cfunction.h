@@ -40,6 +40,8 @@ class cfunction : public cprint {
   _cell* tlist(_cell* args, _symval* frame, long count, long mark);
   _cell* tlist2(_cell* args, _symval* frame, long count, _cell** firstOut, long mark);
   _cell* values(_cell* args, _symval* frame, long count, long mark);
+  // Makes result (a fresh cell) the multiple value whose values are list (not empty).
+  _cell* becomeValues(_cell* result, _cell* list);
   _cell* LastCell(_cell* list);
   // A copy of every cons reachable from x; null when x leads back into itself (a chain of cdrs
   // that comes back, or a knot through the cars), which has no finite copy.
@@ -314,6 +316,23 @@ class cfunction : public cprint {
   void registerStandIns();
   // The stand-in's answer for a call whose arguments are bound in frame, or kDeclined.
   _cell* runStandIn(unsigned id, _symval* frame, long n);
+  // The stand-ins for list and hash-table functions (eval/standins_lists.cpp).
+  void registerListStandIns();
+  bool listStandInsHold();
+  _cell* gethashStandIn(_symval* frame, long n);
+  _cell* setfHashStandIn(_symval* frame, long n);
+  _cell* hashTableCountStandIn(_symval* frame, long n);
+  _cell* nthStandIn(_symval* frame, long n);
+  _cell* nthcdrStandIn(_symval* frame, long n);
+  _cell* reverseStandIn(_symval* frame, long n);
+  _cell* lastStandIn(_symval* frame, long n);
+  // Clears the values of a value, as evaluating a form that gives it does.
+  void dropValues(_cell* c) {
+    if (c->values) {
+      touchCell(c);
+      c->values = nullptr;
+    }
+  }
   // MAPCAR over one list (eval/standins_maps.cpp).
   struct MapcarCode {
     _cell* def = nullptr;

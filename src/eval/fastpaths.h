@@ -30,8 +30,15 @@ extern bool fastPathsOn;
 
 enum StandIn : uint8_t {
   kNoStandIn = 0,
-  kStandInEqual,   // eval/equal.cpp
-  kStandInMapcar,  // eval/standins_maps.cpp
+  kStandInEqual,    // eval/equal.cpp
+  kStandInMapcar,   // eval/standins_maps.cpp
+  kStandInGethash,  // eval/standins_lists.cpp, as the six below
+  kStandInSetfHash,
+  kStandInHashTableCount,
+  kStandInNth,
+  kStandInNthcdr,
+  kStandInReverse,
+  kStandInLast,
   kStandInCount,
 };
 

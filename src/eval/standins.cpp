@@ -19,6 +19,13 @@ struct StandInName {
 const StandInName kStandIns[] = {
     {"EQUAL", kStandInEqual},
     {"MAPCAR", kStandInMapcar},
+    {"GETHASH", kStandInGethash},
+    {"SETF-HASH", kStandInSetfHash},
+    {"HASH-TABLE-COUNT", kStandInHashTableCount},
+    {"NTH", kStandInNth},
+    {"NTHCDR", kStandInNthcdr},
+    {"REVERSE", kStandInReverse},
+    {"LAST", kStandInLast},
 };
 }  // namespace
 
@@ -31,6 +38,7 @@ void cfunction::registerStandIns() {
     if (s.id == kStandInMapcar && !learnMapcar(rec->value)) continue;
     rec->value->spare = (rec->value->spare & ~kStandInMask) | (uint32_t{s.id} << kStandInShift);
   }
+  registerListStandIns();
 }
 
 _cell* cfunction::runStandIn(unsigned id, _symval* frame, long n) {
@@ -43,6 +51,20 @@ _cell* cfunction::runStandIn(unsigned id, _symval* frame, long n) {
       return equalValues(frame[0].value, frame[1].value) ? TCell : NILCell;
     case kStandInMapcar:
       return mapcarStandIn(frame, n);
+    case kStandInGethash:
+      return gethashStandIn(frame, n);
+    case kStandInSetfHash:
+      return setfHashStandIn(frame, n);
+    case kStandInHashTableCount:
+      return hashTableCountStandIn(frame, n);
+    case kStandInNth:
+      return nthStandIn(frame, n);
+    case kStandInNthcdr:
+      return nthcdrStandIn(frame, n);
+    case kStandInReverse:
+      return reverseStandIn(frame, n);
+    case kStandInLast:
+      return lastStandIn(frame, n);
     default:
       return kDeclined;
   }
