@@ -220,6 +220,9 @@ class cfunction : public cprint {
   // EQUAL of two values: atoms EQL, or two strings of the same characters, or conses whose
   // cars and cdrs are EQUAL; structures tied into knots are equal when they unfold alike.
   bool equalValues(_cell* x, _cell* y);
+  // EQUAL as the prelude's definition evaluates it, multiple values cleared on what its steps
+  // return (see eval/equal.cpp).
+  bool equalAsDefined(_cell* x, _cell* y);
   bool sameAtom(_cell* a, _cell* b);
   _cell* jlength(_cell* value, _symval* frame, long count);
   _cell* lengthOfChain(_cell* chain, _symval* frame, long count);
@@ -375,6 +378,7 @@ class cfunction : public cprint {
 
  private:
   std::vector<std::pair<_cell**, _cell*>> copyWork;
+  std::vector<std::pair<_cell*, _cell*>> equalPath;
 };
 
 inline long moveMark(long mark, long k) {

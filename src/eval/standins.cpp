@@ -48,7 +48,7 @@ _cell* cfunction::runStandIn(unsigned id, _symval* frame, long n) {
       // The prelude's EQUAL allocates nothing, so skipping its steps is invisible unless one
       // of them would have started a collection or answered an interrupt.
       if (n != 2 || !equalMayBeAnswered()) return kDeclined;
-      return equalValues(frame[0].value, frame[1].value) ? TCell : NILCell;
+      return equalAsDefined(frame[0].value, frame[1].value) ? TCell : NILCell;
     case kStandInMapcar:
       return mapcarStandIn(frame, n);
     case kStandInGethash:

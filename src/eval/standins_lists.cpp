@@ -133,7 +133,7 @@ _cell* cfunction::gethashStandIn(_symval* frame, long n) {
     if (!consp(p) || !consp(p->car) || ++calls > limit) return kDeclined;
     _cell* stored = p->car->car;
     valued |= p->values || p->car->values || stored->values;
-    if (kind == kEqlTest ? eqlKey(key, stored) : equalValues(key, stored)) {
+    if (kind == kEqlTest ? eqlKey(key, stored) : equalAsDefined(key, stored)) {
       found = p->car;
       break;
     }
@@ -192,7 +192,7 @@ _cell* cfunction::setfHashStandIn(_symval* frame, long n) {
     _cell* entry = p->cdr->car;
     if (!consp(entry) || ++calls > limit) return kDeclined;
     valued |= p->cdr->values || entry->values || entry->car->values;
-    if (kind == kEqlTest ? eqlKey(key, entry->car) : equalValues(key, entry->car)) {
+    if (kind == kEqlTest ? eqlKey(key, entry->car) : equalAsDefined(key, entry->car)) {
       found = entry;
       break;
     }
