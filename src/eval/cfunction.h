@@ -119,12 +119,15 @@ class cfunction : public cprint {
   _cell* expandWatched(std::vector<uintptr_t>&& key, _cell* args, _symval* record,
                        _symval* callerFrame, long callerCount);
   struct WatchStart;
-  void remember(std::vector<uintptr_t>&& key, const WatchStart& w, _cell* expansion,
+  void remember(std::vector<uintptr_t>&& key, _cell* args, const WatchStart& w, _cell* expansion,
                 const std::vector<_cell*>& order);
   _cell* rebuild(const RememberedExpansion& e);
   bool madeWhileWatched(const _cell* atom, const WatchStart& w) const;
   // Seen while a macro body is watched: each form, and each read of a global.
   void noteWatchedForm(_cell* form);
+  // A result whose multiple values a step of the watched body clears (or would clear).
+  void noteClearable(_cell* c) { clearables.push_back(c); }
+  std::vector<_cell*> clearables;
   void noteGlobalRead(long slot);
   ExpansionCache expansions;
   long watching = 0;     // macro bodies being watched (nested)

@@ -73,6 +73,7 @@ __attribute__((noinline)) _cell* cfunction::evalAtom(_cell* form, _symval* frame
   if (!startStep(frame, count)) return nullptr;
   if (form->type != 's') return form;  // self-evaluating; its values are kept
   if (form->sub == 'c') {
+    if (__builtin_expect(watching != 0, 0)) noteClearable(form);
     if (form->values) {
       touchCell(form);
       form->values = nullptr;
@@ -98,9 +99,12 @@ __attribute__((noinline)) _cell* cfunction::evalForm(_cell* form, _symval* frame
   }
   int passThrough;
   _cell* r = evalu(form, frame, count, passThrough, mark);
-  if (r && !passThrough && r->values) {
-    touchCell(r);
-    r->values = nullptr;
+  if (r && !passThrough) {
+    if (__builtin_expect(watching != 0, 0)) noteClearable(r);
+    if (r->values) {
+      touchCell(r);
+      r->values = nullptr;
+    }
   }
   return r;
 }

@@ -19,6 +19,8 @@
 //    of a global, a destructive write, interning, an error, ...) is not remembered;
 //  - the atoms of the expansion: symbols, or atoms that existed before the body ran (taken
 //    from the argument forms or from definitions), never atoms the body made;
+//  - the body's steps clear the multiple values of what they return: a replay clears them on
+//    the same cells (those that existed before the body ran; the others are garbage);
 //  - cells are only ever reused after a collection: every collection empties the cache, so
 //    no remembered pointer can come to mean another object.
 #pragma once
@@ -39,6 +41,9 @@ struct RememberedExpansion {
   // either an atom's address or a reference (2 * index + 1) to an earlier or later cell.
   std::vector<std::pair<uintptr_t, uintptr_t>> cells;
   uintptr_t root = 0;  // the copy itself: a reference, or an atom when the expansion is one
+  // Cells that existed before the body ran and that its steps returned: the steps clear their
+  // multiple values, and so does a replay.
+  std::vector<_cell*> cleared;
   long garbageCells = 0, garbageNums = 0, garbageInts = 0;
   long stackUse = 0;  // bytes of native stack the body went down
 };

@@ -3,6 +3,7 @@
 // the contract).
 #include <algorithm>
 #include <unordered_map>
+#include <unordered_set>
 
 #include "eval/cfunction.h"
 #include "eval/fastpaths.h"
@@ -31,6 +32,7 @@ struct cfunction::WatchStart {
   long collections, effects, epoch;
   size_t reads;
   char* sp;
+  size_t clearables;
 };
 
 void cfunction::noteWatchedForm(_cell* form) {
@@ -58,8 +60,9 @@ void cfunction::noteGlobalRead(long slot) {
 _cell* cfunction::expandWatched(std::vector<uintptr_t>&& key, _cell* args, _symval* record,
                                 _symval* callerFrame, long callerCount) {
   char* outerLow = watchLowSp;
-  WatchStart w{freeCells,   freeNums,    freeInts,  cellCursor,         cellWraps,
-               collections, effectsSeen, codeEpoch, globalReads.size(), stackPointer()};
+  WatchStart w{freeCells,          freeNums,       freeInts,         cellCursor,
+               cellWraps,          collections,    effectsSeen,      codeEpoch,
+               globalReads.size(), stackPointer(), clearables.size()};
   watchLowSp = w.sp;
   watching++;
   Expansion x = expand(args, record, callerFrame, callerCount, 0);
@@ -67,7 +70,10 @@ _cell* cfunction::expandWatched(std::vector<uintptr_t>&& key, _cell* args, _symv
   char* low = watchLowSp;
   watchLowSp = std::min(outerLow ? outerLow : low, low);
   if (x.outcome != kExpanded) {
-    if (!watching) globalReads.clear();
+    if (!watching) {
+      globalReads.clear();
+      clearables.clear();
+    }
     return x.form;
   }
   bool keep = collections == w.collections && effectsSeen == w.effects && codeEpoch == w.epoch &&
@@ -82,8 +88,11 @@ _cell* cfunction::expandWatched(std::vector<uintptr_t>&& key, _cell* args, _symv
   copyOrder = keep ? &order : nullptr;
   _cell* copy = Copy(x.form);
   copyOrder = nullptr;
-  if (keep && copy) remember(std::move(key), made, copy, order);
-  if (!watching) globalReads.clear();
+  if (keep && copy) remember(std::move(key), args, made, copy, order);
+  if (!watching) {
+    globalReads.clear();
+    clearables.clear();
+  }
   _cell* r = copy ? evalProtected(copy, callerFrame, callerCount, 0)
                   : circularList(callerFrame, callerCount);
   PopLocStack();
@@ -102,8 +111,22 @@ bool cfunction::madeWhileWatched(const _cell* atom, const WatchStart& w) const {
   return true;
 }
 
-void cfunction::remember(std::vector<uintptr_t>&& key, const WatchStart& w, _cell* expansion,
-                         const std::vector<_cell*>& order) {
+// Every cell reachable from x (conses and arrays followed), x included.
+static void collectCells(_cell* x, std::unordered_set<const _cell*>& into) {
+  std::vector<_cell*> work{x};
+  while (!work.empty()) {
+    _cell* c = work.back();
+    work.pop_back();
+    if (!into.insert(c).second) continue;
+    if (c->type == 'l' || c->type == 'a') {
+      work.push_back(c->car);
+      work.push_back(c->cdr);
+    }
+  }
+}
+
+void cfunction::remember(std::vector<uintptr_t>&& key, _cell* args, const WatchStart& w,
+                         _cell* expansion, const std::vector<_cell*>& order) {
   // w holds what the body took (see expandWatched); the cursor has since moved on by the
   // copy, which madeWhileWatched counts in: harmless, the copy's cells are never atoms here.
   std::unordered_map<const _cell*, long> index;
@@ -124,6 +147,22 @@ void cfunction::remember(std::vector<uintptr_t>&& key, const WatchStart& w, _cel
   e.garbageNums = w.freeNums;
   e.garbageInts = w.freeInts;
   e.stackUse = reinterpret_cast<long>(w.sp);
+  // Of the results whose values the steps cleared, those that existed before: symbols, code,
+  // and the argument forms' own cells (a body without effects can reach nothing else that
+  // existed; the rest it made itself, and they are garbage now).
+  std::unordered_set<const _cell*> argCells;
+  bool argsWalked = false;
+  for (size_t i = w.clearables; i < clearables.size(); i++) {
+    _cell* c = clearables[i];
+    if (c->type != 's' && !(c->spare & kCodeCell)) {
+      if (!argsWalked) {
+        collectCells(args, argCells);
+        argsWalked = true;
+      }
+      if (!argCells.count(c)) continue;
+    }
+    if (std::find(e.cleared.begin(), e.cleared.end(), c) == e.cleared.end()) e.cleared.push_back(c);
+  }
   for (size_t i = w.reads; i < globalReads.size(); i++) {
     auto g = globalReads[i];
     if (std::find(e.globals.begin(), e.globals.end(), g) == e.globals.end()) e.globals.push_back(g);
@@ -169,8 +208,17 @@ _cell* cfunction::replayExpansion(const RememberedExpansion& e, _cell* args, _sy
   burnInts(e.garbageInts);
   burnNums(e.garbageNums);
   burnCells(e.garbageCells);
+  for (_cell* c : e.cleared) {
+    if (c->values) {
+      touchCell(c);
+      c->values = nullptr;
+    }
+  }
   _cell* copy = rebuild(e);
-  if (watching) globalReads.insert(globalReads.end(), e.globals.begin(), e.globals.end());
+  if (watching) {
+    globalReads.insert(globalReads.end(), e.globals.begin(), e.globals.end());
+    clearables.insert(clearables.end(), e.cleared.begin(), e.cleared.end());
+  }
   _cell* r = evalProtected(copy, callerFrame, callerCount, 0);
   PopLocStack();
   releaseFrame(f);

@@ -158,6 +158,7 @@ __attribute__((noinline)) _cell* cfunction::values(_cell* args, _symval* frame, 
   if (list == NILCell) {
     // (VALUES) is NIL, a plain value.
     touchCell(NILCell);
+    if (watching) noteClearable(NILCell);
     NILCell->values = nullptr;
     return NILCell;
   }

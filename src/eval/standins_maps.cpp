@@ -62,6 +62,8 @@ _cell* cfunction::mapcarStandIn(_symval* frame, long n) {
   bool toTheEnd = true;
   CycleGuard guard;
   _cell* before = list;
+  // The first call's first step: a collection may be due after the arguments were made.
+  if (!startStep(frame, n)) return nullptr;
   for (_cell* p = list; consp(p); before = p, p = p->cdr) {
     touchFrame(frame);
     frame[1].value = p;
@@ -75,6 +77,9 @@ _cell* cfunction::mapcarStandIn(_symval* frame, long n) {
       toTheEnd = false;
       break;
     }
+    // The tests before the FUNCALL give T and NIL: (ATOM A), (ATOM B), NOT's (NULL X), (ATOM B).
+    dropValues(NILCell);
+    dropValues(TCell);
     _cell* r = eval(mapcar.funcallForm, frame, n, 0);
     if (!r) {
       // The BLOCK of this element's call catches a RETURN-FROM MAPCAR, and its value is that
@@ -97,13 +102,11 @@ _cell* cfunction::mapcarStandIn(_symval* frame, long n) {
       toTheEnd = false;
       break;
     }
-  }
-  if (toTheEnd) {
-    // The last call's own steps, where a collection may be due.
-    touchFrame(frame);
-    frame[1].value = list;
+    // The steps toward the next call, where a collection may be due, then its (CDR A).
     if (!startStep(frame, n)) return nullptr;
+    dropValues(p->cdr);
   }
+  if (toTheEnd) dropValues(TCell);  // the last call's (ATOM A)
   touchFrame(frame);
   frame[1].value = list;
   for (long k = done - 1; k >= 0; k--) {
