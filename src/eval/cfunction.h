@@ -1,6 +1,7 @@
 // The evaluator and the primitives it dispatches to.
 #pragma once
 
+#include "eval/fastpaths.h"
 #include "printer/cprint.h"
 #include "top/interrupt.h"
 
@@ -157,6 +158,9 @@ class cfunction : public cprint {
                         long mark);
   _cell* jEvenp(_cell* form, _symval* frame, long count, long mark);
   _cell* tfloor(_cell* form, _symval* frame, long count, long mark);
+  // FLOOR of a number: the quotient, carrying the values list (quotient remainder); null
+  // after the message of a fraction whose arithmetic wrapped round.
+  _cell* floorValues(_cell* v);
 
   // Random numbers and time.
   _cell* Random(_cell* form, _symval* frame, long count, long mark);
@@ -266,6 +270,16 @@ class cfunction : public cprint {
   void registerStandIns();
   // The stand-in's answer for a call whose arguments are bound in frame, or kDeclined.
   _cell* runStandIn(unsigned id, _symval* frame, long n);
+  // The stand-ins for comparisons, predicates, list accessors and MOD
+  // (eval/standins_numbers.cpp).
+  _cell* runNumberStandIn(unsigned id, _symval* frame, long n);
+  // The function record of each prelude function that got a stand-in, so that a stand-in
+  // whose definition calls another one can tell that the other still stands.
+  _symval* standInRecords[kStandInCount] = {};
+  bool standing(unsigned id) const {
+    const _symval* rec = standInRecords[id];
+    return rec && rec->tag == 'f' && standInOf(rec->value) == id;
+  }
   // A new definition: its cells are flagged as code.
   void markDefinition(_cell* def);
   // Before a destructive write of value into a cell flagged as code.
@@ -286,7 +300,9 @@ class cfunction : public cprint {
            !InterruptRequested() && StackRoomAtLeast(kShortcutStackMargin);
   }
   static constexpr long kShortcutStackMargin = 512 * 1024;
-  bool equalMayBeAnswered() const { return shortcutMayRun(0, 0, 0); }
+  bool equalMayBeAnswered() const {
+    return shortcutMayRun(0, 0, 0);
+  }
 
  private:
   std::vector<std::pair<_cell**, _cell*>> copyWork;

@@ -28,7 +28,57 @@
 // False under --plain.
 extern bool fastPathsOn;
 
-enum StandIn : uint8_t { kNoStandIn = 0, kStandInEqual, kStandInCount };
+enum StandIn : uint8_t {
+  kNoStandIn = 0,
+  kStandInEqual,
+  // Comparisons, predicates and MOD (eval/standins_numbers.cpp).
+  kStandInLess,
+  kStandInGreater,
+  kStandInLessEqual,
+  kStandInGreaterEqual,
+  kStandInNot,
+  kStandInZerop,
+  kStandInOddp,
+  kStandInListp,
+  kStandInCharEqual,
+  kStandInCharNotEqual,
+  kStandInCharGreater,
+  kStandInCharLessEqual,
+  kStandInCharGreaterEqual,
+  kStandInMod,
+  kStandInFirst,
+  kStandInRest,
+  // The CAR/CDR compositions, in the order of the table of eval/standins_numbers.cpp.
+  kStandInCaar,
+  kStandInCadr,
+  kStandInCdar,
+  kStandInCddr,
+  kStandInCaaar,
+  kStandInCaadr,
+  kStandInCadar,
+  kStandInCaddr,
+  kStandInCdaar,
+  kStandInCdadr,
+  kStandInCddar,
+  kStandInCdddr,
+  kStandInCaaaar,
+  kStandInCaaadr,
+  kStandInCaadar,
+  kStandInCaaddr,
+  kStandInCadaar,
+  kStandInCadadr,
+  kStandInCaddar,
+  kStandInCadddr,
+  kStandInCdaaar,
+  kStandInCdaadr,
+  kStandInCdadar,
+  kStandInCdaddr,
+  kStandInCddaar,
+  kStandInCddadr,
+  kStandInCdddar,
+  kStandInCddddr,
+  kStandInCount
+};
 
 // The stand-in number kept in a definition's first cons.
 constexpr uint32_t kStandInShift = 8;
