@@ -270,6 +270,10 @@ class cfunction : public cprint {
   void registerStandIns();
   // The stand-in's answer for a call whose arguments are bound in frame, or kDeclined.
   _cell* runStandIn(unsigned id, _symval* frame, long n);
+  // A call (whose argument forms are args) of the definition def, which has stand-in id:
+  // the call's value, or kDeclined before anything is evaluated when the general path must
+  // make it (eval/standincall.cpp).
+  _cell* callStandIn(unsigned id, _cell* def, _cell* args, _symval* frame, long count, long mark);
   // The stand-ins for comparisons, predicates, list accessors and MOD
   // (eval/standins_numbers.cpp).
   _cell* runNumberStandIn(unsigned id, _symval* frame, long n);
