@@ -9,15 +9,14 @@
 namespace {
 constexpr long kMaxParameters = 2;
 
-// The number of parameters of a lambda list of at most kMaxParameters plain symbols (the
-// list may end in any symbol, as a lambda list may), or 0 for any other list.
+// The number of parameters of a lambda list of one or two parameters and no &REST, or 0 for
+// any other. (Stand-ins run only while no definition has been changed, so their lambda lists
+// are the prelude's own lists of symbols.)
 long plainParameters(_cell* lambdaList) {
-  long n = 0;
-  _cell* p = lambdaList;
-  for (; consp(p); p = p->cdr) {
-    if (p->car->type != 's' || p->car == AMPREST || ++n > kMaxParameters) return 0;
-  }
-  return p->type == 's' ? n : 0;
+  if (!consp(lambdaList) || lambdaList->car == AMPREST) return 0;
+  _cell* more = lambdaList->cdr;
+  if (!consp(more)) return more->type == 's' ? 1 : 0;
+  return more->car != AMPREST && more->cdr->type == 's' ? 2 : 0;
 }
 }  // namespace
 
@@ -28,41 +27,42 @@ _cell* cfunction::callStandIn(unsigned id, _cell* def, _cell* args, _symval* fra
   long n = plainParameters(lambdaList);
   if (n == 0) return kDeclined;
   _symval bound[kMaxParameters];
-  // The definition stays alive while the call runs, even if an argument form redefines it.
-  CellFrame running(*this);
-  running.protect(def);
-  {
-    CellFrame cells(*this);
-    cells.protect(args);
-    _cell* p = lambdaList;
-    for (long i = 0; i < n; i++, p = p->cdr) {
-      if (!consp(args)) {
-        cells.release();
-        return fail("エラー: 引数の数が違います", frame, count);  // too few
-      }
-      _cell* value = eval(args->car, frame, count, mark);
-      if (!value) return nullptr;
-      bound[i] = _symval{0, p->car, value};
-      cells.protect(value);  // the records are no root
-      args = args->cdr;
+  // The definition stays alive while the call runs, even if an argument form redefines it;
+  // the argument values are protected until a frame holds them (the records are no root).
+  CellFrame cells(*this);
+  cells.protect(def);
+  _cell** defOnly = csTop;
+  cells.protect(args);
+  _cell* p = lambdaList;
+  for (long i = 0; i < n; i++, p = p->cdr) {
+    if (!consp(args)) {
+      setCellTop(defOnly);
+      return fail("エラー: 引数の数が違います", frame, count);  // too few
     }
-    if (args->type != 's') {
-      cells.release();
-      return fail("エラー: 引数の数が違います", frame, count);  // too many
-    }
+    _cell* value = eval(args->car, frame, count, mark);
+    if (!value) return nullptr;
+    bound[i] = _symval{0, p->car, value};
+    cells.protect(value);
+    args = args->cdr;
+  }
+  if (args->type != 's') {
+    setCellTop(defOnly);
+    return fail("エラー: 引数の数が違います", frame, count);  // too many
   }
   _cell* r = runStandIn(id, bound, n);
-  _symval* f = nullptr;
-  if (r == kDeclined || r->envCount != 0) {
-    f = allocCallFrame(n);
-    if (!f) return fail("エラー: ローカル変数領域の確保に失敗しました", frame, count);
-    for (long i = 0; i < n; i++) f[i] = bound[i];
+  if (r != kDeclined && r->envCount == 0) {
+    returnFromValue = nullptr;
+    return r;
   }
+  _symval* f = allocCallFrame(n);
+  if (!f) return fail("エラー: ローカル変数領域の確保に失敗しました", frame, count);
+  for (long i = 0; i < n; i++) f[i] = bound[i];
+  setCellTop(defOnly);  // the frame holds the values from here on, as on the general path
   if (r == kDeclined) {
     LocalFrame local(*this, f, n);
     r = tprogn(def->cdr, f, n, 0);
   }
-  running.release();
+  cells.release();
   returnFromValue = nullptr;
   endFrame(f, n, r);
   return r;

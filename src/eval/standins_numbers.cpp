@@ -39,6 +39,25 @@ bool isZero(const _cell* x) {
   }
 }
 
+// What (- x y) makes of an integer or float x and y (one cell, and one integer or one float
+// element, as the subtraction of - takes them), and the two tests the comparisons make of it:
+// MINUSP and (= d 0). A NaN is neither.
+struct Sign {
+  bool negative, zero;
+};
+Sign difference(cfunction& m, const _cell* x, const _cell* y) {
+  if (x->type == 'i' && y->type == 'i') {
+    long d = wsub(ival(x), ival(y));
+    m.IntToCell(d);
+    return {d < 0, d == 0};
+  }
+  long double a = x->type == 'i' ? static_cast<long double>(ival(x)) : nval(x);
+  long double b = y->type == 'i' ? static_cast<long double>(ival(y)) : nval(y);
+  long double d = a - b;
+  m.NumberToCell(d);
+  return {d < 0.0L, d == 0.0L};
+}
+
 // A divisor that makes / report a division by zero.
 bool zeroDivisor(const _cell* y) {
   return (y->type == 'i' && ival(y) == 0) || (y->type == 'n' && nval(y) == 0.0L);
@@ -87,7 +106,7 @@ _cell* cfunction::runNumberStandIn(unsigned id, _symval* frame, long n) {
   switch (id) {
     case kStandInLess:  // (minusp (- x y))
       if (n != 2 || !intOrFloat(x) || !intOrFloat(y)) return kDeclined;
-      return plain(*this, minusp(Sa(x, y)));
+      return plain(*this, boolCell(difference(*this, x, y).negative));
     case kStandInGreater: {
       // (cond ((minusp (- x y)) nil) ((zerop (- x y)) nil) (t t)): the difference is made
       // again for the second test; NIL and T are read as the variables they are.
@@ -97,17 +116,17 @@ _cell* cfunction::runNumberStandIn(unsigned id, _symval* frame, long n) {
           gvBase[tVar].value != TCell) {
         return kDeclined;
       }
-      if (plain(*this, minusp(Sa(x, y))) != NILCell) return NILCell;
-      if (plain(*this, boolCell(isZero(Sa(x, y)))) != NILCell) return NILCell;
+      if (plain(*this, boolCell(difference(*this, x, y).negative)) != NILCell) return NILCell;
+      if (plain(*this, boolCell(difference(*this, x, y).zero)) != NILCell) return NILCell;
       return TCell;
     }
     case kStandInLessEqual:  // (or (minusp (- x y)) (zerop (- x y)))
       if (n != 2 || !intOrFloat(x) || !intOrFloat(y) || !standing(kStandInZerop)) return kDeclined;
-      if (plain(*this, minusp(Sa(x, y))) != NILCell) return TCell;
-      return plain(*this, boolCell(isZero(Sa(x, y))));
+      if (plain(*this, boolCell(difference(*this, x, y).negative)) != NILCell) return TCell;
+      return plain(*this, boolCell(difference(*this, x, y).zero));
     case kStandInGreaterEqual: {  // (not (minusp (- x y)))
       if (n != 2 || !intOrFloat(x) || !intOrFloat(y) || !standing(kStandInNot)) return kDeclined;
-      _cell* negative = plain(*this, minusp(Sa(x, y)));
+      _cell* negative = plain(*this, boolCell(difference(*this, x, y).negative));
       return plain(*this, boolCell(negative == NILCell));
     }
     case kStandInNot:  // (null x)
