@@ -1,6 +1,7 @@
 // The evaluator and the primitives it dispatches to.
 #pragma once
 
+#include "eval/expansioncache.h"
 #include "eval/fastpaths.h"
 #include "printer/cprint.h"
 #include "top/interrupt.h"
@@ -96,6 +97,28 @@ class cfunction : public cprint {
     _symval* frame;  // the macro frame, still on the local stack when expanded
   };
   Expansion expand(_cell* args, _symval* record, _symval* callerFrame, long callerCount, long mark);
+  // Remembered expansions (eval/expansioncache.h): the call replayed from a remembered one
+  // (kDeclined when it cannot be), or expanded while watched and remembered when it may be.
+  _cell* replayExpansion(const RememberedExpansion& e, _cell* args, _symval* record,
+                         _symval* callerFrame, long callerCount);
+  _cell* expandWatched(std::vector<uintptr_t>&& key, _cell* args, _symval* record,
+                       _symval* callerFrame, long callerCount);
+  struct WatchStart;
+  void remember(std::vector<uintptr_t>&& key, const WatchStart& w, _cell* expansion,
+                const std::vector<_cell*>& order);
+  _cell* rebuild(const RememberedExpansion& e);
+  bool madeWhileWatched(const _cell* atom, const WatchStart& w) const;
+  // Seen while a macro body is watched: each form, and each read of a global.
+  void noteWatchedForm(_cell* form);
+  void noteGlobalRead(long slot);
+  ExpansionCache expansions;
+  long watching = 0;     // macro bodies being watched (nested)
+  long effectsSeen = 0;  // effects other than allocation seen while watching
+  char* watchLowSp = nullptr;
+  std::vector<std::pair<long, _cell*>> globalReads;  // by the bodies watched
+  std::vector<_cell*>* copyOrder = nullptr;          // Copy records the cells it takes here
+  std::vector<uintptr_t> keyScratch;
+  std::vector<_cell*> rebuilt;
   _cell* backquote(_cell* args, _symval* frame, long count, long mark);
   _cell* backquote2(_cell* t, _symval* frame, long count, long mark);
 

@@ -126,12 +126,16 @@ __attribute__((noinline)) _cell* cfunction::evalAtom(_cell* form, _symval* frame
   for (long i = 0; i < count; i++) {
     if (frame[i].symbol == form) return frame[i].value;
   }
-  if (long g = getSymVal(form); g >= 0) return gvBase[g].value;
+  if (long g = getSymVal(form); g >= 0) {
+    if (__builtin_expect(watching != 0, 0)) noteGlobalRead(g);
+    return gvBase[g].value;
+  }
   return fail("エラー: その変数には代入されていません", frame, count);
 }
 
 __attribute__((noinline)) _cell* cfunction::evalForm(_cell* form, _symval* frame, long count,
                                                      long mark) {
+  if (__builtin_expect(watching != 0, 0)) noteWatchedForm(form);
   // Only built-in symbols carry a code, so these three tests need no type test.
   switch (form->car->code) {
     case hValues:
@@ -307,6 +311,7 @@ __attribute__((always_inline)) inline _cell* cfunction::evalu(_cell* form, _symv
         touchFrame(frame);
         frame[i].value = v;
       } else {
+        if (watching) effectsSeen++;
         touchRoots();
         gvBase[getSymVal2(sym)].value = v;
       }

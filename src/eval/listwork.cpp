@@ -234,6 +234,7 @@ _cell* cfunction::Copy(_cell* x) {
         return nullptr;
       }
       _cell* c = getCell();
+      if (copyOrder) copyOrder->push_back(c);
       *slot = c;
       if (consp(src->car)) {
         copyWork.emplace_back(&c->car, src->car);

@@ -1,5 +1,6 @@
 // Macro expansion and the backquote template walker.
 #include "eval/cfunction.h"
+#include "eval/fastpaths.h"
 #include "top/keywords.h"
 
 namespace {
@@ -67,6 +68,15 @@ cfunction::Expansion cfunction::expand(_cell* args, _symval* record, _symval* ca
 }
 
 _cell* cfunction::MacroExec(_cell* args, _symval* record, _symval* callerFrame, long callerCount) {
+  if (fastPathsOn && expansions.makeKey(record->value, args, keyScratch)) {
+    RememberedExpansion* e = expansions.find(keyScratch, codeEpoch, collections);
+    if (e) {
+      _cell* r = replayExpansion(*e, args, record, callerFrame, callerCount);
+      if (r != kDeclined) return r;
+    }
+    return expandWatched(std::vector<uintptr_t>(keyScratch), args, record, callerFrame,
+                         callerCount);
+  }
   Expansion x = expand(args, record, callerFrame, callerCount, 0);
   if (x.outcome != kExpanded) return x.form;
   // The copy is evaluated, since evaluation may write into lambda forms of the expansion;

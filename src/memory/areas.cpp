@@ -228,3 +228,46 @@ void cmemory::ResetAreas() {
   stressChecks = 0;
 #endif
 }
+
+// Whole words of the bitmap at a time: the free bits from the cursor on are taken in order,
+// which is what taking them one by one does. The word that holds the area's last element,
+// where the cursor wraps round, goes one by one.
+void cmemory::burn(MarkBits& bits, long& cursor, long& wraps, long size, bool isCellArea,
+                   const char* full, long n) {
+  while (n > 0) {
+    long w = cursor >> 6;
+    if (((w + 1) << 6) >= size - 1) {
+      long i = takeFree(bits, cursor, wraps, size, isCellArea, full);
+      if (isCellArea && i >= cellPages.readyEnd) cellPages.prepare(i);
+      n--;
+      continue;
+    }
+    uint64_t free = ~bits.words[w] & (~uint64_t{0} << (cursor & 63));
+    if (!free) {
+      cursor = (w + 1) << 6;
+      continue;
+    }
+    uint64_t take = free;
+    long count = __builtin_popcountll(free);
+    if (count > n) {
+      // Only the n lowest free bits.
+      take = 0;
+      for (long k = 0; k < n; k++) {
+        uint64_t low = free & (~free + 1);
+        take |= low;
+        free &= free - 1;
+      }
+      count = n;
+    }
+    bits.words[w] |= take;
+    long highest = (w << 6) + 63 - __builtin_clzll(take);
+    cursor = highest + 1;
+    n -= count;
+    if (isCellArea && highest >= cellPages.readyEnd) {
+      for (uint64_t t = take; t; t &= t - 1) {
+        long i = (w << 6) + __builtin_ctzll(t);
+        if (i >= cellPages.readyEnd) cellPages.prepare(i);
+      }
+    }
+  }
+}

@@ -6,6 +6,7 @@
 #include "memory/roots.h"
 
 void cmemory::gc() {
+  collections++;
   if (!collectFromStableMarks()) collectFully();
 #ifdef TSUMUGI_GC_CHECK
   checkAgainstFullMarking();

@@ -98,6 +98,7 @@ void cfunction::dropInterruptedLine() {
 }
 
 void cfunction::errorlisp(_symval* frame, long count) {
+  effectsSeen++;
   // A script's standard input is the program's: the message already printed is the end.
   if (scriptMode) ExitProcess(1);
   std::puts("デバッグモードに入りました。");

@@ -36,6 +36,7 @@ void AcceptInterrupts() {
 }
 
 bool cfunction::answerInterrupt(_symval* frame, long count) {
+  effectsSeen++;
   ClearInterrupt();
   if (scriptMode) ExitProcess(130);
   return breaklisp(frame, count) != nullptr;

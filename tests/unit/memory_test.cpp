@@ -1,6 +1,8 @@
 // Cell memory: the areas, their allocators and limits, symbols, converters, stacks, tables.
 #include <unistd.h>
 
+#include <vector>
+
 #include "fixture.h"
 
 using Memory = Interp;
@@ -222,4 +224,69 @@ TEST_F(Memory, WriteBackCopiesOnlyTheOuterRecords) {
 TEST_F(Memory, UnboundGlobalsAreNotFound) {
   EXPECT_EQ(lisp->getSymVal(lisp->getStringCell("NEVER-BOUND")), -1);
   EXPECT_EQ(lisp->getFuncval2(lisp->getStringCell("NEVER-DEFINED")), nullptr);
+}
+
+// Taking n cells at once leaves the allocator exactly as n getCell calls do: the same cells
+// marked, the same cursor, counter and wrap flag, also across the end of the area and over
+// cells already in use.
+TEST_F(Memory, BurningCellsTakesWhatGetCellWouldTake) {
+  const long from = kCells - 700;
+  const long firstWord = from >> 6;
+  const long lastWord = (kCells - 1) >> 6;
+  for (long n : {1L, 5L, 63L, 64L, 65L, 300L, 800L, 2000L}) {
+    // The same starting state each time: every third cell in use from the start point on.
+    auto reset = [&] {
+      for (long w = firstWord; w <= lastWord; w++) lisp->cellBits.words[w] = 0;
+      for (long w = 0; w < 64; w++) lisp->cellBits.words[w] = 0;
+      for (long i = from; i < kCells - 1; i += 3) lisp->cellBits.set(i);
+      for (long i = 0; i < 4096; i += 5) lisp->cellBits.set(i);
+      lisp->cellCursor = from;
+      lisp->wrapped = 0;
+    };
+    auto snapshot = [&] {
+      std::vector<uint64_t> s;
+      for (long w = firstWord; w <= lastWord; w++) s.push_back(lisp->cellBits.words[w]);
+      for (long w = 0; w < 64; w++) s.push_back(lisp->cellBits.words[w]);
+      s.push_back(static_cast<uint64_t>(lisp->cellCursor));
+      s.push_back(static_cast<uint64_t>(lisp->wrapped));
+      s.push_back(static_cast<uint64_t>(lisp->freeCells));
+      return s;
+    };
+    long free = lisp->freeCells;
+    reset();
+    for (long k = 0; k < n; k++) lisp->getCell();
+    auto byOne = snapshot();
+    lisp->freeCells = free;
+    reset();
+    lisp->burnCells(n);
+    EXPECT_EQ(snapshot(), byOne) << n << " cells";
+    lisp->freeCells = free;
+  }
+}
+
+TEST_F(Memory, BurningIntegersTakesWhatGetIntWouldTake) {
+  for (long n : {1L, 64L, 100L, 1000L}) {
+    auto reset = [&] {
+      lisp->intBits.clear();
+      for (long i = kIntegers - 500; i < kIntegers - 1; i += 2) lisp->intBits.set(i);
+      lisp->intCursor = kIntegers - 500;
+    };
+    auto snapshot = [&] {
+      std::vector<uint64_t> s(lisp->intBits.words + ((kIntegers - 600) >> 6),
+                              lisp->intBits.words + ((kIntegers - 1) >> 6) + 1);
+      s.insert(s.end(), lisp->intBits.words, lisp->intBits.words + 32);
+      s.push_back(static_cast<uint64_t>(lisp->intCursor));
+      s.push_back(static_cast<uint64_t>(lisp->freeInts));
+      return s;
+    };
+    long free = lisp->freeInts;
+    reset();
+    for (long k = 0; k < n; k++) lisp->getInt(0);
+    auto byOne = snapshot();
+    lisp->freeInts = free;
+    reset();
+    lisp->burnInts(n);
+    EXPECT_EQ(snapshot(), byOne) << n << " integers";
+    lisp->freeInts = free;
+  }
 }

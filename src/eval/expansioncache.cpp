@@ -1,0 +1,80 @@
+#include "eval/expansioncache.h"
+
+namespace {
+// Key words for conses and arrays; atoms are their addresses, never this small.
+constexpr uintptr_t kConsWord = 2;
+constexpr uintptr_t kArrayWord = 6;
+}  // namespace
+
+bool ExpansionCache::makeKey(_cell* def, _cell* args, std::vector<uintptr_t>& key) {
+  key.clear();
+  key.push_back(reinterpret_cast<uintptr_t>(def));
+  walk_.clear();
+  visited_.clear();
+  walk_.push_back(args);
+  bool ok = true;
+  while (!walk_.empty()) {
+    _cell* x = walk_.back();
+    walk_.pop_back();
+    if (key.size() > kMaxKey) {
+      ok = false;
+      break;
+    }
+    if ((x->type != 'l' && x->type != 'a') || (x->spare & kCodeCell)) {
+      // An atom, or code: code changes only by writes that empty the cache, so its identity
+      // stands for all it holds.
+      key.push_back(reinterpret_cast<uintptr_t>(x));
+      continue;
+    }
+    if (x->spare & kKeyWalk) {
+      ok = false;  // shared structure (or a circle)
+      break;
+    }
+    x->spare |= kKeyWalk;
+    visited_.push_back(x);
+    key.push_back(x->type == 'l' ? kConsWord : kArrayWord);
+    walk_.push_back(x->cdr);
+    walk_.push_back(x->car);
+  }
+  for (_cell* c : visited_) c->spare &= ~kKeyWalk;
+  return ok;
+}
+
+uint64_t ExpansionCache::hashOf(const std::vector<uintptr_t>& key) {
+  uint64_t h = 1469598103934665603ull;
+  for (uintptr_t w : key) h = (h ^ w) * 1099511628211ull;
+  return h;
+}
+
+void ExpansionCache::clearIfStale(long epoch, long collections) {
+  if (epoch == epoch_ && collections == collections_) return;
+  entries_.clear();
+  epoch_ = epoch;
+  collections_ = collections;
+}
+
+RememberedExpansion* ExpansionCache::find(const std::vector<uintptr_t>& key, long epoch,
+                                          long collections) {
+  clearIfStale(epoch, collections);
+  auto range = entries_.equal_range(hashOf(key));
+  for (auto it = range.first; it != range.second; ++it) {
+    if (it->second.key == key) return &it->second;
+  }
+  return nullptr;
+}
+
+RememberedExpansion& ExpansionCache::add(std::vector<uintptr_t>&& key) {
+  if (entries_.size() >= kMaxEntries) entries_.clear();
+  uint64_t h = hashOf(key);
+  auto range = entries_.equal_range(h);
+  for (auto it = range.first; it != range.second; ++it) {
+    if (it->second.key == key) {
+      it->second = RememberedExpansion{};
+      it->second.key = std::move(key);
+      return it->second;
+    }
+  }
+  auto it = entries_.emplace(h, RememberedExpansion{});
+  it->second.key = std::move(key);
+  return it->second;
+}

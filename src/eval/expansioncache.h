@@ -1,0 +1,68 @@
+// Remembered macro expansions. A macro call makes garbage while its body runs, then a fresh
+// copy of the expansion, which is evaluated. When the same macro is called again with argument
+// forms of the same shape, and nothing the body depended on has changed, the body need not
+// run: taking as many cells, numbers and integers as it took leaves the allocators where the
+// body would have left them, and the copy is rebuilt from the remembered shape, cell for cell
+// in the order the copying takes them. The contract this keeps is in eval/fastpaths.h.
+//
+// What a remembered expansion rests on, and how each is checked:
+//  - the macro's definition and every definition the body called: any definition or
+//    destructive write into one changes the code epoch, which empties the cache;
+//  - the argument forms: their whole shape (conses, arrays) and the identity of every atom is
+//    the key; forms that share a cons with themselves are not remembered (the body could
+//    tell them apart with EQ). Code (a definition's cells, flagged as such) is keyed by its
+//    identity alone: whatever is reachable from it is code too, and writing into code empties
+//    the cache;
+//  - the globals the body read: each must still hold the very value (only atoms that cannot
+//    be changed in place are accepted);
+//  - no effect but allocation: a body that reached a head with effects (output, assignment
+//    of a global, a destructive write, interning, an error, ...) is not remembered;
+//  - the atoms of the expansion: symbols, or atoms that existed before the body ran (taken
+//    from the argument forms or from definitions), never atoms the body made;
+//  - cells are only ever reused after a collection: every collection empties the cache, so
+//    no remembered pointer can come to mean another object.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <unordered_map>
+#include <utility>
+#include <vector>
+
+#include "memory/cell.h"
+
+struct RememberedExpansion {
+  std::vector<uintptr_t> key;
+  // Globals read by the body: (slot in the global table, value it held).
+  std::vector<std::pair<long, _cell*>> globals;
+  // The copy, one entry per cell in the order the copying takes them: car and cdr, each
+  // either an atom's address or a reference (2 * index + 1) to an earlier or later cell.
+  std::vector<std::pair<uintptr_t, uintptr_t>> cells;
+  uintptr_t root = 0;  // the copy itself: a reference, or an atom when the expansion is one
+  long garbageCells = 0, garbageNums = 0, garbageInts = 0;
+  long stackUse = 0;  // bytes of native stack the body went down
+};
+
+class ExpansionCache {
+ public:
+  // The argument forms of a call of def, as a key; false when they cannot be remembered (too
+  // large, circular, or sharing structure).
+  bool makeKey(_cell* def, _cell* args, std::vector<uintptr_t>& key);
+  RememberedExpansion* find(const std::vector<uintptr_t>& key, long epoch, long collections);
+  RememberedExpansion& add(std::vector<uintptr_t>&& key);
+
+  static uintptr_t cellRef(long index) { return static_cast<uintptr_t>(index) * 2 + 1; }
+  static bool isCellRef(uintptr_t r) { return r & 1; }
+  static long indexOf(uintptr_t r) { return static_cast<long>(r >> 1); }
+
+ private:
+  static uint64_t hashOf(const std::vector<uintptr_t>& key);
+  void clearIfStale(long epoch, long collections);
+  std::unordered_multimap<uint64_t, RememberedExpansion> entries_;
+  long epoch_ = -1;
+  long collections_ = -1;
+  std::vector<_cell*> walk_;
+  std::vector<_cell*> visited_;
+  static constexpr size_t kMaxKey = 4096;
+  static constexpr size_t kMaxEntries = 20000;
+};

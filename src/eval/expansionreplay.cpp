@@ -1,0 +1,211 @@
+// Watching a macro body run, remembering its expansion, and replaying it (see
+// eval/expansioncache.h for what a remembered expansion rests on, and eval/fastpaths.h for
+// the contract).
+#include <algorithm>
+#include <unordered_map>
+
+#include "eval/cfunction.h"
+#include "eval/fastpaths.h"
+#include "top/keywords.h"
+
+namespace {
+// A body that goes deeper than this into the native stack is not remembered.
+constexpr long kMaxStackUse = 256 * 1024;
+constexpr size_t kMaxGlobals = 64;
+
+char* stackPointer() {
+  return static_cast<char*>(__builtin_frame_address(0));
+}
+
+// Heads whose evaluation does more than compute a value and allocate.
+bool hasEffects(uint8_t code, const _cell* args) {
+  switch (code) {
+    case hPrint:
+    case hPrin1:
+    case hPrinc:
+    case hTerpri:
+    case hSpaces:
+    case hSet:
+    case hDefparameter:
+    case hDefvar:
+    case hDefun:
+    case hDefmacro:
+    case hOpen:
+    case hRead:
+    case hReadLine:
+    case hClose:
+    case hRandom:
+    case hLocalTime:
+    case hMakeTime:
+    case hNow:
+    case hGc:
+    case hRplaca:
+    case hRplacd:
+    case hSetArray:
+    case hBye:
+    case hError:
+    case hBreak:
+    case hIntern:
+    case hInternWide:
+    case hSymbolFunction:
+      return true;
+    case hFunction:
+      // A lambda form captures the frame into itself.
+      return consp(args) && consp(args->car);
+    default:
+      return false;
+  }
+}
+}  // namespace
+
+struct cfunction::WatchStart {
+  long freeCells, freeNums, freeInts;
+  long cursor, wraps;
+  long collections, effects, epoch;
+  size_t reads;
+  char* sp;
+};
+
+void cfunction::noteWatchedForm(_cell* form) {
+  char* sp = stackPointer();
+  if (sp < watchLowSp) watchLowSp = sp;
+  if (uint8_t code = form->car->code; code && hasEffects(code, form->cdr)) effectsSeen++;
+}
+
+void cfunction::noteGlobalRead(long slot) {
+  _cell* v = gvBase[slot].value;
+  // Values that cannot change in place: a later call can tell by identity whether it holds.
+  switch (v->type) {
+    case 's':
+    case 'i':
+    case 'n':
+    case 'b':
+    case 'm':
+      globalReads.emplace_back(slot, v);
+      return;
+    default:
+      effectsSeen++;  // not an effect, but nothing to rest a remembered expansion on
+  }
+}
+
+_cell* cfunction::expandWatched(std::vector<uintptr_t>&& key, _cell* args, _symval* record,
+                                _symval* callerFrame, long callerCount) {
+  char* outerLow = watchLowSp;
+  WatchStart w{freeCells,   freeNums,    freeInts,  cellCursor,         cellWraps,
+               collections, effectsSeen, codeEpoch, globalReads.size(), stackPointer()};
+  watchLowSp = w.sp;
+  watching++;
+  Expansion x = expand(args, record, callerFrame, callerCount, 0);
+  watching--;
+  char* low = watchLowSp;
+  watchLowSp = std::min(outerLow ? outerLow : low, low);
+  if (x.outcome != kExpanded) {
+    if (!watching) globalReads.clear();
+    return x.form;
+  }
+  bool keep = collections == w.collections && effectsSeen == w.effects && codeEpoch == w.epoch &&
+              w.sp - low <= kMaxStackUse && globalReads.size() - w.reads <= kMaxGlobals;
+  // The garbage the body made, taken before the copy.
+  WatchStart made = w;
+  made.freeCells = w.freeCells - freeCells;
+  made.freeNums = w.freeNums - freeNums;
+  made.freeInts = w.freeInts - freeInts;
+  made.sp = reinterpret_cast<char*>(w.sp - low);
+  std::vector<_cell*> order;
+  copyOrder = keep ? &order : nullptr;
+  _cell* copy = Copy(x.form);
+  copyOrder = nullptr;
+  if (keep && copy) remember(std::move(key), made, copy, order);
+  if (!watching) globalReads.clear();
+  _cell* r = copy ? evalProtected(copy, callerFrame, callerCount, 0)
+                  : circularList(callerFrame, callerCount);
+  PopLocStack();
+  releaseFrame(x.frame);
+  return r;
+}
+
+// Whether a cell may have been taken by the allocator while the body ran: it lies in the
+// stretch the cell cursor swept.
+bool cfunction::madeWhileWatched(const _cell* atom, const WatchStart& w) const {
+  long i = atom - cellBase;
+  long end = cellCursor;
+  long laps = cellWraps - w.wraps;
+  if (laps == 0) return i >= w.cursor && i < end;
+  if (laps == 1) return i >= w.cursor || i < end;
+  return true;
+}
+
+void cfunction::remember(std::vector<uintptr_t>&& key, const WatchStart& w, _cell* expansion,
+                         const std::vector<_cell*>& order) {
+  // w holds what the body took (see expandWatched); the cursor has since moved on by the
+  // copy, which madeWhileWatched counts in: harmless, the copy's cells are never atoms here.
+  std::unordered_map<const _cell*, long> index;
+  for (size_t i = 0; i < order.size(); i++) index.emplace(order[i], static_cast<long>(i));
+  bool ok = true;
+  auto ref = [&](_cell* x) -> uintptr_t {
+    auto it = index.find(x);
+    if (it != index.end()) return ExpansionCache::cellRef(it->second);
+    if (x->type != 's' && madeWhileWatched(x, w)) ok = false;
+    return reinterpret_cast<uintptr_t>(x);
+  };
+  RememberedExpansion e;
+  e.root = ref(expansion);
+  e.cells.reserve(order.size());
+  for (_cell* c : order) e.cells.emplace_back(ref(c->car), ref(c->cdr));
+  if (!ok) return;
+  e.garbageCells = w.freeCells;
+  e.garbageNums = w.freeNums;
+  e.garbageInts = w.freeInts;
+  e.stackUse = reinterpret_cast<long>(w.sp);
+  for (size_t i = w.reads; i < globalReads.size(); i++) {
+    auto g = globalReads[i];
+    if (std::find(e.globals.begin(), e.globals.end(), g) == e.globals.end()) e.globals.push_back(g);
+  }
+  RememberedExpansion& slot = expansions.add(std::move(key));
+  e.key = std::move(slot.key);
+  slot = std::move(e);
+}
+
+_cell* cfunction::rebuild(const RememberedExpansion& e) {
+  rebuilt.resize(e.cells.size());
+  for (_cell*& c : rebuilt) c = getCell();
+  auto resolve = [&](uintptr_t r) {
+    return ExpansionCache::isCellRef(r) ? rebuilt[ExpansionCache::indexOf(r)]
+                                        : reinterpret_cast<_cell*>(r);
+  };
+  for (size_t i = 0; i < rebuilt.size(); i++) {
+    rebuilt[i]->car = resolve(e.cells[i].first);
+    rebuilt[i]->cdr = resolve(e.cells[i].second);
+  }
+  return resolve(e.root);
+}
+
+_cell* cfunction::replayExpansion(const RememberedExpansion& e, _cell* args, _symval* record,
+                                  _symval* callerFrame, long callerCount) {
+  if (!shortcutMayRun(e.garbageCells + static_cast<long>(e.cells.size()), e.garbageNums,
+                      e.garbageInts) ||
+      !StackRoomAtLeast(e.stackUse + kShortcutStackMargin)) {
+    return kDeclined;
+  }
+  for (const auto& [slot, value] : e.globals) {
+    if (gvBase[slot].value != value) return kDeclined;
+  }
+  _cell* def = record->value;
+  long n = shortLength(def->car);
+  _symval* f = allocCallFrame(n);
+  if (n > 0 && !f) return kDeclined;
+  if (!initTemplocForMacro(f, n, def->car, args)) {
+    releaseFrame(f);
+    return kDeclined;
+  }
+  IncLocStack(f, n);
+  burnInts(e.garbageInts);
+  burnNums(e.garbageNums);
+  burnCells(e.garbageCells);
+  _cell* copy = rebuild(e);
+  if (watching) globalReads.insert(globalReads.end(), e.globals.begin(), e.globals.end());
+  _cell* r = evalProtected(copy, callerFrame, callerCount, 0);
+  PopLocStack();
+  releaseFrame(f);
+  return r;
+}
