@@ -1,8 +1,9 @@
 // Stand-ins for the prelude's numeric comparisons, ZEROP, NOT, ODDP, LISTP, the character
-// comparisons, FIRST, REST, the CAR/CDR compositions and MOD. Each one goes through the
-// primitives its definition's body reaches, in the same order, so that the same cells and
-// elements are taken; and where a built-in form of the body would hand on its value without a
-// values list, so does the stand-in (see plain below). The contract is in eval/fastpaths.h.
+// comparisons, FIRST, REST, the CAR/CDR compositions and MOD. Each one takes what its
+// definition's body takes, in the same order, through the primitives the body reaches or the
+// very allocators they call, so that the same cells and elements are in use afterwards; and
+// where a built-in form of the body would hand on its value without a values list, so does the
+// stand-in (see plain below). The contract is in eval/fastpaths.h.
 #include <cstring>
 
 #include "eval/cfunction.h"
