@@ -173,6 +173,7 @@ _cell* cfunction::callLambda(_cell* lambda, _cell* args, _symval* callerFrame, l
   long n = shortLength(lambdaList);
   long m = lambda->envCount;
   _symval* env = lambda->env;
+  if (m > 0 && watching) effectsSeen++;  // it writes into the frame it captured
   _symval* f = allocCallFrame(n + m);
   if (n + m > 0 && !f) {
     return fail("エラー: ローカル変数領域の確保に失敗しました", callerFrame, callerCount);

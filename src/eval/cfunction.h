@@ -5,6 +5,20 @@
 #include "eval/fastpaths.h"
 #include "printer/cprint.h"
 #include "top/interrupt.h"
+#include "top/keywords.h"
+
+// What the handler of a built-in head receives: the form and its environment, and the values
+// of the argument forms that the dispatch evaluated for it (as the head's arity says).
+struct HeadCall {
+  _cell* form;
+  _cell* args;  // the unevaluated argument list
+  _symval* frame;
+  long count;
+  long mark;
+  int& passThrough;    // set to 1 when the result's multiple values must survive
+  _cell* a = nullptr;  // the first argument's value (kEvalsOne, kEvalsTwo)
+  _cell* b = nullptr;  // the second argument's value (kEvalsTwo)
+};
 
 class cfunction : public cprint {
  public:
@@ -27,6 +41,8 @@ class cfunction : public cprint {
   _cell* tlist(_cell* args, _symval* frame, long count, long mark);
   _cell* tlist2(_cell* args, _symval* frame, long count, _cell** firstOut, long mark);
   _cell* values(_cell* args, _symval* frame, long count, long mark);
+  // Makes result (a fresh cell) the multiple value whose values are list (not empty).
+  _cell* becomeValues(_cell* result, _cell* list);
   _cell* LastCell(_cell* list);
   // A copy of every cons reachable from x; null when x leads back into itself (a chain of cdrs
   // that comes back, or a knot through the cars), which has no finite copy.
@@ -208,6 +224,9 @@ class cfunction : public cprint {
   // EQUAL of two values: atoms EQL, or two strings of the same characters, or conses whose
   // cars and cdrs are EQUAL; structures tied into knots are equal when they unfold alike.
   bool equalValues(_cell* x, _cell* y);
+  // EQUAL as the prelude's definition evaluates it, multiple values cleared on what its steps
+  // return (see eval/equal.cpp).
+  bool equalAsDefined(_cell* x, _cell* y);
   bool sameAtom(_cell* a, _cell* b);
   _cell* jlength(_cell* value, _symval* frame, long count);
   _cell* lengthOfChain(_cell* chain, _symval* frame, long count);
@@ -255,9 +274,20 @@ class cfunction : public cprint {
   _cell* ReturnValue = nullptr;
 
  protected:
-  // The primitive behind a head that passes its one argument form unevaluated.
-  using FormPrimitive = _cell* (cfunction::*)(_cell*, _symval*, long, long);
-  static FormPrimitive oneFormPrimitive(uint8_t code);
+  // The handlers of the built-in heads (eval/headhandlers.h), one per row of the keyword table.
+#define TSUMUGI_DECLARE_HEAD_HANDLER(global, name, handler, arity, effects) \
+  _cell* head##handler(HeadCall& c);
+  TSUMUGI_HEAD_ROWS(TSUMUGI_DECLARE_HEAD_HANDLER)
+#undef TSUMUGI_DECLARE_HEAD_HANDLER
+  // Evaluates the argument forms that arity asks for, then runs the handler.
+  template <HeadArity arity, _cell* (cfunction::*handler)(HeadCall&)>
+  _cell* runHead(_cell* form, _symval* frame, long count, long mark, int& passThrough);
+  // The heads that eval takes before the evaluation step (arity kFormsFirst).
+  _cell* evalFirstHead(_cell* form, _symval* frame, long count, long mark);
+  // The bodies that several heads share.
+  _cell* printHead(HeadCall& c, Head kind);
+  _cell* defineGlobal(HeadCall& c, bool always);
+  _cell* defineFunction(HeadCall& c, char tag);
   // The optional stream form at the head of rest of an output primitive: evaluated, it must
   // be an open stream (else a syntax error). *out is its file, or standard output without
   // one; false after a failure, already reported.
@@ -307,17 +337,50 @@ class cfunction : public cprint {
     const _symval* rec = standInRecords[id];
     return rec && rec->tag == 'f' && standInOf(rec->value) == id;
   }
+  // The stand-ins for list and hash-table functions (eval/standins_lists.cpp).
+  void registerListStandIns();
+  bool listStandInsHold();
+  _cell* gethashStandIn(_symval* frame, long n);
+  _cell* setfHashStandIn(_symval* frame, long n);
+  _cell* hashTableCountStandIn(_symval* frame, long n);
+  _cell* nthStandIn(_symval* frame, long n);
+  _cell* nthcdrStandIn(_symval* frame, long n);
+  _cell* reverseStandIn(_symval* frame, long n);
+  _cell* lastStandIn(_symval* frame, long n);
+  // Clears the values of a value, as evaluating a form that gives it does.
+  void dropValues(_cell* c) {
+    if (c->values) {
+      touchCell(c);
+      c->values = nullptr;
+    }
+  }
+  // MAPCAR over one list (eval/standins_maps.cpp).
+  struct MapcarCode {
+    _cell* def = nullptr;
+    _cell* name = nullptr;
+    _cell* funcallForm = nullptr;
+    _cell* recurForm = nullptr;
+    _symval* rec = nullptr;
+    _symval* notRec = nullptr;
+    _cell* notDef = nullptr;
+    bool plainBelow = false;  // the recursion over a circular list runs as written
+  } mapcar;
+  bool learnMapcar(_cell* def);
+  bool mapcarStands() const;
+  _cell* mapcarStandIn(_symval* frame, long n);
+  void keepLevelFrame(const _symval* frame, long n);
   // A new definition: its cells are flagged as code.
   void markDefinition(_cell* def);
   // Before a destructive write of value into a cell flagged as code.
-  void noteCodeWrite(_cell* value);
+  void noteCodeWrite(const _cell* target, _cell* value);
   void guardCodeWrite(const _cell* target, _cell* value) {
-    if (__builtin_expect(target->spare & kCodeCell, 0)) noteCodeWrite(value);
+    if (__builtin_expect(target->spare & kCodeCell, 0)) noteCodeWrite(target, value);
   }
   // Changes with every definition and every destructive write into one.
   long codeEpoch = 0;
-  // Cleared for good by a destructive write into any definition.
+  // Cleared for good by a destructive write into a definition of the prelude.
   bool standInsTrusted = true;
+  bool loadingPrelude = false;
   // A shortcut that takes at most this many cells, numbers and integers may skip the steps of
   // the plain evaluation: none of them would start a collection (all free counters stay above
   // 999), answer an interrupt, or end the process for want of stack (the plain steps go
@@ -333,6 +396,7 @@ class cfunction : public cprint {
 
  private:
   std::vector<std::pair<_cell**, _cell*>> copyWork;
+  std::vector<std::pair<_cell*, _cell*>> equalPath;
 };
 
 inline long moveMark(long mark, long k) {

@@ -70,3 +70,62 @@ bool cfunction::equalValues(_cell* x, _cell* y) {
   }
   return true;
 }
+
+namespace {
+// Pairs walked the way the prelude's EQUAL walks them before the walk hands over to
+// equalValues: the definition itself would have run out of stack long before.
+constexpr long kDefinedWalkPairs = 1L << 20;
+}  // namespace
+
+// The prelude's EQUAL, step by step as it evaluates: (ATOM X), EQL, STRINGP and STRING-EQUAL
+// give T or NIL, and (CAR X), (CAR Y), (CDR X), (CDR Y) give the elements; every such result
+// has its multiple values cleared, as evaluating a form clears them. The cars are compared
+// first, then the cdrs, and the first difference ends the walk, so exactly the cells the
+// definition would touch are touched.
+bool cfunction::equalAsDefined(_cell* x, _cell* y) {
+  _cell* const rootX = x;
+  _cell* const rootY = y;
+  auto clear = [this](_cell* c) {
+    if (c->values) {
+      touchCell(c);
+      c->values = nullptr;
+    }
+  };
+  auto answer = [&](bool b) {
+    clear(b ? TCell : NILCell);
+    return b;
+  };
+  equalPath.clear();  // conses whose cdrs are still to be compared
+  long pairs = 0;
+  for (;;) {
+    bool r;
+    if (!consp(x)) {
+      answer(true);  // (ATOM X)
+      r = answer(eqlValues(x, y));
+      if (!r && answer(isString(x)) && answer(isString(y))) r = answer(StringEqual(x, y) == TCell);
+    } else {
+      answer(false);            // (ATOM X)
+      if (answer(!consp(y))) {  // (ATOM Y)
+        r = false;
+      } else {
+        if (++pairs > kDefinedWalkPairs) return equalValues(rootX, rootY);
+        clear(x->car);
+        clear(y->car);
+        equalPath.emplace_back(x, y);
+        x = x->car;
+        y = y->car;
+        continue;
+      }
+    }
+    // r answers the innermost pending (EQUAL (CAR X) (CAR Y)): equal cars go on to the cdrs,
+    // whose answer is the pair's own; a difference answers every pair up the path.
+    if (!r) return false;
+    if (equalPath.empty()) return true;
+    auto [px, py] = equalPath.back();
+    equalPath.pop_back();
+    clear(px->cdr);
+    clear(py->cdr);
+    x = px->cdr;
+    y = py->cdr;
+  }
+}

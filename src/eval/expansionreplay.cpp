@@ -17,44 +17,11 @@ char* stackPointer() {
   return static_cast<char*>(__builtin_frame_address(0));
 }
 
-// Heads whose evaluation does more than compute a value and allocate.
+// Heads whose evaluation does more than compute a value and allocate; FUNCTION only when it
+// captures a frame into a lambda form.
 bool hasEffects(uint8_t code, const _cell* args) {
-  switch (code) {
-    case hPrint:
-    case hPrin1:
-    case hPrinc:
-    case hTerpri:
-    case hSpaces:
-    case hSet:
-    case hDefparameter:
-    case hDefvar:
-    case hDefun:
-    case hDefmacro:
-    case hOpen:
-    case hRead:
-    case hReadLine:
-    case hClose:
-    case hRandom:
-    case hLocalTime:
-    case hMakeTime:
-    case hNow:
-    case hGc:
-    case hRplaca:
-    case hRplacd:
-    case hSetArray:
-    case hBye:
-    case hError:
-    case hBreak:
-    case hIntern:
-    case hInternWide:
-    case hSymbolFunction:
-      return true;
-    case hFunction:
-      // A lambda form captures the frame into itself.
-      return consp(args) && consp(args->car);
-    default:
-      return false;
-  }
+  if (code == hFunction) return consp(args) && consp(args->car);
+  return headHasEffects(code);
 }
 }  // namespace
 

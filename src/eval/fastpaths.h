@@ -17,8 +17,8 @@
 //
 // Stand-ins: a prelude function whose definition still stands is answered by C++ code with
 // the same effects (the stand-in's number is kept in the definition's first cons, so a
-// redefinition, which makes a new one, ends it). A destructive change to any definition's
-// cells ends all stand-ins for the rest of the session.
+// redefinition, which makes a new one, ends it). A destructive change to the cells of any of the
+// prelude's definitions ends all stand-ins for the rest of the session.
 #pragma once
 
 #include <cstdint>
@@ -30,7 +30,15 @@ extern bool fastPathsOn;
 
 enum StandIn : uint8_t {
   kNoStandIn = 0,
-  kStandInEqual,
+  kStandInEqual,    // eval/equal.cpp
+  kStandInMapcar,   // eval/standins_maps.cpp
+  kStandInGethash,  // eval/standins_lists.cpp, as the six below
+  kStandInSetfHash,
+  kStandInHashTableCount,
+  kStandInNth,
+  kStandInNthcdr,
+  kStandInReverse,
+  kStandInLast,
   // Comparisons, predicates and MOD (eval/standins_numbers.cpp).
   kStandInLess,
   kStandInGreater,

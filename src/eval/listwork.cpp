@@ -145,7 +145,9 @@ _cell* cfunction::tlist2(_cell* args, _symval* frame, long count, _cell** firstO
   return head;
 }
 
-_cell* cfunction::values(_cell* args, _symval* frame, long count, long mark) {
+// Kept out of evalForm, whose every call would otherwise carry its frame guard.
+__attribute__((noinline)) _cell* cfunction::values(_cell* args, _symval* frame, long count,
+                                                   long mark) {
   _cell* result = getCell();
   CellFrame cells(*this);
   cells.protect(result);
@@ -159,6 +161,11 @@ _cell* cfunction::values(_cell* args, _symval* frame, long count, long mark) {
     NILCell->values = nullptr;
     return NILCell;
   }
+  return becomeValues(result, list);
+}
+
+_cell* cfunction::becomeValues(_cell* result, _cell* list) {
+  _cell* first = list->car;
   touchCell(result);  // made before the evaluation
   result->values = list;
   result->type = first->type;

@@ -62,6 +62,14 @@ const StandInName kStandIns[] = {
     {"CDDADR", kStandInCddadr},
     {"CDDDAR", kStandInCdddar},
     {"CDDDDR", kStandInCddddr},
+    {"MAPCAR", kStandInMapcar},
+    {"GETHASH", kStandInGethash},
+    {"SETF-HASH", kStandInSetfHash},
+    {"HASH-TABLE-COUNT", kStandInHashTableCount},
+    {"NTH", kStandInNth},
+    {"NTHCDR", kStandInNthcdr},
+    {"REVERSE", kStandInReverse},
+    {"LAST", kStandInLast},
 };
 }  // namespace
 
@@ -72,9 +80,11 @@ void cfunction::registerStandIns() {
   for (const StandInName& s : kStandIns) {
     _symval* rec = getFuncval2(getStringCell(s.name));
     if (!rec || rec->tag != 'f') continue;
+    if (s.id == kStandInMapcar && !learnMapcar(rec->value)) continue;
     rec->value->spare = (rec->value->spare & ~kStandInMask) | (uint32_t{s.id} << kStandInShift);
     standInRecords[s.id] = rec;
   }
+  registerListStandIns();
 }
 
 _cell* cfunction::runStandIn(unsigned id, _symval* frame, long n) {
@@ -84,7 +94,7 @@ _cell* cfunction::runStandIn(unsigned id, _symval* frame, long n) {
       // The prelude's EQUAL allocates nothing, so skipping its steps is invisible unless one
       // of them would have started a collection or answered an interrupt.
       if (n != 2 || !equalMayBeAnswered()) return kDeclined;
-      return equalValues(frame[0].value, frame[1].value) ? TCell : NILCell;
+      return equalAsDefined(frame[0].value, frame[1].value) ? TCell : NILCell;
     case kStandInLess:
     case kStandInGreater:
     case kStandInLessEqual:
@@ -130,20 +140,38 @@ _cell* cfunction::runStandIn(unsigned id, _symval* frame, long n) {
     case kStandInCdddar:
     case kStandInCddddr:
       return runNumberStandIn(id, frame, n);
+    case kStandInMapcar:
+      return mapcarStandIn(frame, n);
+    case kStandInGethash:
+      return gethashStandIn(frame, n);
+    case kStandInSetfHash:
+      return setfHashStandIn(frame, n);
+    case kStandInHashTableCount:
+      return hashTableCountStandIn(frame, n);
+    case kStandInNth:
+      return nthStandIn(frame, n);
+    case kStandInNthcdr:
+      return nthcdrStandIn(frame, n);
+    case kStandInReverse:
+      return reverseStandIn(frame, n);
+    case kStandInLast:
+      return lastStandIn(frame, n);
     default:
       return kDeclined;
   }
 }
 
 // Flags every cons and array of a definition (the flag doubles as the visited mark, so
-// shared and circular structure is walked once).
+// shared and circular structure is walked once). The prelude's own code carries a second flag:
+// the stand-ins rest on it alone.
 void cfunction::markDefinition(_cell* def) {
+  const uint32_t flags = loadingPrelude ? kCodeCell | kPreludeCode : kCodeCell;
   std::vector<_cell*> work{def};
   while (!work.empty()) {
     _cell* c = work.back();
     work.pop_back();
     while ((c->type == 'l' || c->type == 'a') && !(c->spare & kCodeCell)) {
-      c->spare |= kCodeCell;
+      c->spare |= flags;
       work.push_back(c->car);
       c = c->cdr;
     }
@@ -151,8 +179,8 @@ void cfunction::markDefinition(_cell* def) {
   codeEpoch++;
 }
 
-void cfunction::noteCodeWrite(_cell* value) {
-  standInsTrusted = false;
+void cfunction::noteCodeWrite(const _cell* target, _cell* value) {
+  if (target->spare & kPreludeCode) standInsTrusted = false;
   // What is written into code becomes code.
   markDefinition(value);
 }

@@ -51,6 +51,7 @@ enum : uint32_t {
   kPoisoned = 32u,    // stress build: no root reached it at a check (see memory/stress.h)
   kCodeCell = 64u,    // part of a function or macro definition (see eval/fastpaths.h)
   kKeyWalk = 128u,    // visited while a macro call's forms are made a key (eval/expansioncache.h)
+  kPreludeCode = 1u << 16,  // code flagged while the prelude was loaded
 };
 
 #ifdef TSUMUGI_STRESS

@@ -5,12 +5,14 @@
 #include "top/prelude.h"
 
 int clisp::ReadEvalLoop() {
+  loadingPrelude = true;
   for (const char* entry : ReadEvalData) {
     std::strcpy(lineStr, entry);
     _cell* form = nullptr;
     if (!parseLine(&form) || !form) return 0;
     if (!evalTopForm(form, nullptr, 0)) return 0;
   }
+  loadingPrelude = false;
   registerStandIns();
   return 1;
 }
