@@ -2,6 +2,7 @@
 #pragma once
 
 #include "eval/expansioncache.h"
+#include "eval/fastpaths.h"
 #include "printer/cprint.h"
 #include "top/interrupt.h"
 #include "top/keywords.h"
@@ -199,6 +200,9 @@ class cfunction : public cprint {
                         long mark);
   _cell* jEvenp(_cell* form, _symval* frame, long count, long mark);
   _cell* tfloor(_cell* form, _symval* frame, long count, long mark);
+  // FLOOR of a number: the quotient, carrying the values list (quotient remainder); null
+  // after the message of a fraction whose arithmetic wrapped round.
+  _cell* floorValues(_cell* v);
 
   // Random numbers and time.
   _cell* Random(_cell* form, _symval* frame, long count, long mark);
@@ -322,6 +326,20 @@ class cfunction : public cprint {
   void registerStandIns();
   // The stand-in's answer for a call whose arguments are bound in frame, or kDeclined.
   _cell* runStandIn(unsigned id, _symval* frame, long n);
+  // A call (whose argument forms are args) of the definition def, which has stand-in id:
+  // the call's value, or kDeclined before anything is evaluated when the general path must
+  // make it (eval/standincall.cpp).
+  _cell* callStandIn(unsigned id, _cell* def, _cell* args, _symval* frame, long count, long mark);
+  // The stand-ins for comparisons, predicates, list accessors and MOD
+  // (eval/standins_numbers.cpp).
+  _cell* runNumberStandIn(unsigned id, _symval* frame, long n);
+  // The function record of each prelude function that got a stand-in, so that a stand-in
+  // whose definition calls another one can tell that the other still stands.
+  _symval* standInRecords[kStandInCount] = {};
+  bool standing(unsigned id) const {
+    const _symval* rec = standInRecords[id];
+    return rec && rec->tag == 'f' && standInOf(rec->value) == id;
+  }
   // The stand-ins for list and hash-table functions (eval/standins_lists.cpp).
   void registerListStandIns();
   bool listStandInsHold();

@@ -202,6 +202,10 @@ __attribute__((always_inline)) inline _cell* cfunction::evalu(_cell* form, _symv
   pt = 1;
   if (rec->tag == 'm') return MacroExec(args, rec, frame, count);
   _cell* def = rec->value;
+  if (unsigned id = standInOf(def)) {
+    _cell* r = callStandIn(id, def, args, frame, count, mark);
+    if (r != kDeclined) return r;
+  }
   _cell* lambdaList = def->car;
   long n = shortLength(lambdaList);
   _symval* newFrame = allocCallFrame(n);

@@ -18,6 +18,50 @@ struct StandInName {
 // The prelude functions that have a stand-in.
 const StandInName kStandIns[] = {
     {"EQUAL", kStandInEqual},
+    {"<", kStandInLess},
+    {">", kStandInGreater},
+    {"<=", kStandInLessEqual},
+    {">=", kStandInGreaterEqual},
+    {"NOT", kStandInNot},
+    {"ZEROP", kStandInZerop},
+    {"ODDP", kStandInOddp},
+    {"LISTP", kStandInListp},
+    {"CHAR=", kStandInCharEqual},
+    {"CHAR/=", kStandInCharNotEqual},
+    {"CHAR>", kStandInCharGreater},
+    {"CHAR<=", kStandInCharLessEqual},
+    {"CHAR>=", kStandInCharGreaterEqual},
+    {"MOD", kStandInMod},
+    {"FIRST", kStandInFirst},
+    {"REST", kStandInRest},
+    {"CAAR", kStandInCaar},
+    {"CADR", kStandInCadr},
+    {"CDAR", kStandInCdar},
+    {"CDDR", kStandInCddr},
+    {"CAAAR", kStandInCaaar},
+    {"CAADR", kStandInCaadr},
+    {"CADAR", kStandInCadar},
+    {"CADDR", kStandInCaddr},
+    {"CDAAR", kStandInCdaar},
+    {"CDADR", kStandInCdadr},
+    {"CDDAR", kStandInCddar},
+    {"CDDDR", kStandInCdddr},
+    {"CAAAAR", kStandInCaaaar},
+    {"CAAADR", kStandInCaaadr},
+    {"CAADAR", kStandInCaadar},
+    {"CAADDR", kStandInCaaddr},
+    {"CADAAR", kStandInCadaar},
+    {"CADADR", kStandInCadadr},
+    {"CADDAR", kStandInCaddar},
+    {"CADDDR", kStandInCadddr},
+    {"CDAAAR", kStandInCdaaar},
+    {"CDAADR", kStandInCdaadr},
+    {"CDADAR", kStandInCdadar},
+    {"CDADDR", kStandInCdaddr},
+    {"CDDAAR", kStandInCddaar},
+    {"CDDADR", kStandInCddadr},
+    {"CDDDAR", kStandInCdddar},
+    {"CDDDDR", kStandInCddddr},
     {"MAPCAR", kStandInMapcar},
     {"GETHASH", kStandInGethash},
     {"SETF-HASH", kStandInSetfHash},
@@ -32,11 +76,13 @@ const StandInName kStandIns[] = {
 _cell* const kDeclined = &declinedCell;
 
 void cfunction::registerStandIns() {
+  for (_symval*& rec : standInRecords) rec = nullptr;
   for (const StandInName& s : kStandIns) {
     _symval* rec = getFuncval2(getStringCell(s.name));
     if (!rec || rec->tag != 'f') continue;
     if (s.id == kStandInMapcar && !learnMapcar(rec->value)) continue;
     rec->value->spare = (rec->value->spare & ~kStandInMask) | (uint32_t{s.id} << kStandInShift);
+    standInRecords[s.id] = rec;
   }
   registerListStandIns();
 }
@@ -49,6 +95,51 @@ _cell* cfunction::runStandIn(unsigned id, _symval* frame, long n) {
       // of them would have started a collection or answered an interrupt.
       if (n != 2 || !equalMayBeAnswered()) return kDeclined;
       return equalAsDefined(frame[0].value, frame[1].value) ? TCell : NILCell;
+    case kStandInLess:
+    case kStandInGreater:
+    case kStandInLessEqual:
+    case kStandInGreaterEqual:
+    case kStandInNot:
+    case kStandInZerop:
+    case kStandInOddp:
+    case kStandInListp:
+    case kStandInCharEqual:
+    case kStandInCharNotEqual:
+    case kStandInCharGreater:
+    case kStandInCharLessEqual:
+    case kStandInCharGreaterEqual:
+    case kStandInMod:
+    case kStandInFirst:
+    case kStandInRest:
+    case kStandInCaar:
+    case kStandInCadr:
+    case kStandInCdar:
+    case kStandInCddr:
+    case kStandInCaaar:
+    case kStandInCaadr:
+    case kStandInCadar:
+    case kStandInCaddr:
+    case kStandInCdaar:
+    case kStandInCdadr:
+    case kStandInCddar:
+    case kStandInCdddr:
+    case kStandInCaaaar:
+    case kStandInCaaadr:
+    case kStandInCaadar:
+    case kStandInCaaddr:
+    case kStandInCadaar:
+    case kStandInCadadr:
+    case kStandInCaddar:
+    case kStandInCadddr:
+    case kStandInCdaaar:
+    case kStandInCdaadr:
+    case kStandInCdadar:
+    case kStandInCdaddr:
+    case kStandInCddaar:
+    case kStandInCddadr:
+    case kStandInCdddar:
+    case kStandInCddddr:
+      return runNumberStandIn(id, frame, n);
     case kStandInMapcar:
       return mapcarStandIn(frame, n);
     case kStandInGethash:

@@ -356,6 +356,13 @@ _cell* cfunction::jEvenp(_cell* form, _symval* frame, long count, long mark) {
 _cell* cfunction::tfloor(_cell* form, _symval* frame, long count, long mark) {
   _cell* v = eval(form, frame, count, mark);
   if (!v) return nullptr;
+  if (!isNumberCell(v)) return fail("エラー: 数値ではありません", frame, count);
+  _cell* q = floorValues(v);
+  if (!q) errorlisp(frame, count);
+  return q;
+}
+
+_cell* cfunction::floorValues(_cell* v) {
   _cell *q, *r;
   switch (v->type) {
     case 'i':
@@ -366,17 +373,12 @@ _cell* cfunction::tfloor(_cell* form, _symval* frame, long count, long mark) {
       q = IntToCell(truncToLong(std::floor(static_cast<double>(nval(v)))));
       r = NumberToCell(nval(v) - static_cast<long double>(ival(q)));
       break;
-    case 'b':
+    default:  // a fraction
       q = IntToCell(
           truncToLong(std::floor(static_cast<double>(bunshi(v)) / static_cast<double>(bunbo(v)))));
       r = Sa(v, q);
-      if (!r) {
-        errorlisp(frame, count);
-        return nullptr;
-      }
+      if (!r) return nullptr;
       break;
-    default:
-      return fail("エラー: 数値ではありません", frame, count);
   }
   touchCell(q);
   q->values = list2(q, r);
