@@ -346,6 +346,8 @@ class cfunction : public cprint {
   _cell* gethashStandIn(_symval* frame, long n);
   _cell* setfHashStandIn(_symval* frame, long n);
   _cell* hashTableCountStandIn(_symval* frame, long n);
+  _cell* stepDown(_cell* list, long k, long fixedCells, long& steps);
+  void takeSteps(_cell* list, _cell* p, long cells, long steps);
   _cell* nthStandIn(_symval* frame, long n);
   _cell* nthcdrStandIn(_symval* frame, long n);
   _cell* reverseStandIn(_symval* frame, long n);

@@ -241,6 +241,27 @@ _cell* cfunction::hashTableCountStandIn(_symval* frame, long n) {
   return lengthOfChain(entries, frame, n);
 }
 
+// The loops of NTH and NTHCDR: k steps down the list (to its end when k is negative or the
+// list is shorter), each taking a cell and an integer besides the loop's fixed cells; null
+// when the free elements could not pay for them.
+_cell* cfunction::stepDown(_cell* list, long k, long fixedCells, long& steps) {
+  long limit = std::min(freeCells - kReserve - fixedCells, freeInts - kReserve);
+  _cell* p = list;
+  for (; consp(p) && !(k >= 0 && steps == k); p = p->cdr) {
+    if (++steps > limit) return nullptr;
+  }
+  return p;
+}
+
+// What the loop's steps from list to p leave: the links they took with CDR lose their values,
+// cells and one integer a step are taken, and the loop's GO is spent.
+void cfunction::takeSteps(_cell* list, _cell* p, long cells, long steps) {
+  for (_cell* q = list; q != p; q = q->cdr) dropValues(q->cdr);
+  burnCells(cells);
+  burnInts(steps);
+  GoSymbol = nullptr;
+}
+
 // (NTH n list): n steps down the list, each with a (1- N).
 _cell* cfunction::nthStandIn(_symval* frame, long n) {
   if (n != 2 || !listStandInsHold()) return kDeclined;
@@ -248,18 +269,11 @@ _cell* cfunction::nthStandIn(_symval* frame, long n) {
   _cell* list = frame[1].value;
   if (index->type != 'i') return kDeclined;
   long k = ival(index);
-  long limit = std::min(freeCells - kReserve - kNthLoop - kReturnCar, freeInts - kReserve);
   long steps = 0;
-  _cell* p = list;
-  for (; consp(p) && !(k >= 0 && steps == k); p = p->cdr) {
-    if (++steps > limit) return kDeclined;
-  }
+  _cell* p = stepDown(list, k, kNthLoop + kReturnCar, steps);
+  if (!p || !shortcutMayRun(kNthLoop + steps + kReturnCar, 0, steps)) return kDeclined;
   bool inRange = consp(p);
-  if (!shortcutMayRun(kNthLoop + steps + kReturnCar, 0, steps)) return kDeclined;
-  for (_cell* q = list; q != p; q = q->cdr) dropValues(q->cdr);
-  burnCells(kNthLoop + steps + (inRange ? kReturnCar : kReturnVariable));
-  burnInts(steps);
-  GoSymbol = nullptr;
+  takeSteps(list, p, kNthLoop + steps + (inRange ? kReturnCar : kReturnVariable), steps);
   if (!inRange) return NILCell;
   dropValues(p->car);
   return p->car;
@@ -273,17 +287,10 @@ _cell* cfunction::nthcdrStandIn(_symval* frame, long n) {
   if (index->type != 'i') return kDeclined;
   long k = ival(index);
   if (k < 0) return NILCell;
-  long limit = std::min(freeCells - kReserve - kNthcdrLoop - kReturnVariable, freeInts - kReserve);
   long steps = 0;
-  _cell* p = list;
-  for (; steps != k && consp(p); p = p->cdr) {
-    if (++steps > limit) return kDeclined;
-  }
-  if (!shortcutMayRun(kNthcdrLoop + steps + kReturnVariable, 0, steps)) return kDeclined;
-  for (_cell* q = list; q != p; q = q->cdr) dropValues(q->cdr);
-  burnCells(kNthcdrLoop + steps + kReturnVariable);
-  burnInts(steps);
-  GoSymbol = nullptr;
+  _cell* p = stepDown(list, k, kNthcdrLoop + kReturnVariable, steps);
+  if (!p || !shortcutMayRun(kNthcdrLoop + steps + kReturnVariable, 0, steps)) return kDeclined;
+  takeSteps(list, p, kNthcdrLoop + steps + kReturnVariable, steps);
   return steps == k ? p : NILCell;
 }
 
