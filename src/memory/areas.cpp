@@ -6,6 +6,7 @@
 #include <cstring>
 
 #include "memory/cmemory.h"
+#include "memory/largepages.h"
 #include "memory/stress.h"
 
 #if defined(__SANITIZE_ADDRESS__)
@@ -121,6 +122,7 @@ int cmemory::AllocMemory() {
     std::puts("エラー: 数値領域の獲得に失敗しました");
     return 0;
   }
+  adviseLargePages(numBase, sizeof(NumElem) * kNumbers);
   numCursor = 0;
   freeNums = kNumbers;
   intBase = zeroed<IntElem>(kIntegers);
@@ -128,6 +130,7 @@ int cmemory::AllocMemory() {
     std::puts("エラー: 整数領域の獲得に失敗しました");
     return 0;
   }
+  adviseLargePages(intBase, sizeof(IntElem) * kIntegers);
   intCursor = 0;
   freeInts = kIntegers;
   gvBase = zeroed<_symval>(kGlobals);

@@ -7,6 +7,7 @@
 #include <cstdlib>
 
 #include "memory/cmemory.h"
+#include "memory/largepages.h"
 
 #ifndef MREMAP_DONTUNMAP
 #define MREMAP_DONTUNMAP 4
@@ -22,6 +23,7 @@ _cell* CellPages::reserve(long cells) {
   uintptr_t aligned = (reinterpret_cast<uintptr_t>(p) + kRegion - 1) & ~(uintptr_t{kRegion} - 1);
   base_ = reinterpret_cast<_cell*>(aligned);
   cells_ = cells;
+  adviseLargePages(base_, regions * kRegion);
   resident_.assign(regions, 0);
   donor_.assign(regions, 0);
   return base_;
