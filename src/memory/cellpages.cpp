@@ -5,6 +5,8 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
+#include <algorithm>
 
 #include "memory/cmemory.h"
 #include "memory/largepages.h"
@@ -51,6 +53,9 @@ void CellPages::prepare(long i) {
       }
       resident_[d] = 0;
       moved = true;
+      // The last search paid for itself: look again before the donors run out, rather
+      // than after a region had to be filled fresh.
+      if (searchPaid_ && donors_.size() < kLowWater) wantsDonors = true;
       break;
     }
     if (!moved) {
@@ -68,6 +73,19 @@ void CellPages::prepare(long i) {
   if (wrapPending_) {
     readyEnd = 0;  // the next cell is at the start of the area again
     wrapPending_ = false;
+  }
+}
+
+void CellPages::clearResident(MarkBits& bits) const {
+  long n = static_cast<long>(resident_.size());
+  for (long r = 0; r < n; r++) {
+    if (!resident_[r]) continue;
+    long last = r;
+    while (last + 1 < n && resident_[last + 1]) last++;
+    long from = firstCell(r) >> 6;
+    long to = (std::min(firstCell(last + 1), cells_) + 63) >> 6;
+    std::memset(bits.words + from, 0, sizeof(uint64_t) * static_cast<size_t>(to - from));
+    r = last;
   }
 }
 
@@ -91,6 +109,8 @@ void CellPages::afterCollection(const MarkBits& inUse, long cursor, long reached
       donors_.push_back(r);
     }
   }
+  searchPaid_ =
+      !donors_.empty() && reached < static_cast<long>(donors_.size()) * kCellsPerRegionOfZeroing;
   long patience = donors_.empty() ? freshBeforeMark_ * 2 : reached / kCellsPerRegionOfZeroing;
   freshBeforeMark_ = patience < 1 ? 1 : (patience > kMaxPatience ? kMaxPatience : patience);
 }

@@ -422,6 +422,7 @@ class cmemory : public ctextproc {
   MarkBits* markNums = &numBits;
   MarkBits* markInts = &intBits;
   MarkBits scratchBits;
+  MarkBits regionBits;  // reachable cells, for the search for free regions
   long markedConses = 0;  // conses and arrays reached by the last marking
 
   long takeFree(MarkBits& bits, long& cursor, long& wraps, long n, bool isCellArea,

@@ -29,16 +29,20 @@ void cmemory::gc() {
 }
 
 void cmemory::findFreeRegions() {
-  // The same marking into a scratch bitmap: nothing the program can see changes (the
+  // The same marking into a bitmap of its own: nothing the program can see changes (the
   // allocator's marks, the counters and the report stay as they are); it only tells which
   // regions behind the cursor hold nothing reachable, so that their memory can be reused.
-  if (!scratchBits.words && !allocBits(scratchBits, kCells)) {
+  // The bitmap only ever holds marks of reachable cells, so clearing the regions that have
+  // memory clears it.
+  if (!regionBits.words && !allocBits(regionBits, kCells)) {
     cellPages.stopAsking();
     return;
   }
-  markAll(scratchBits, nullptr, nullptr);
+  cellPages.clearResident(regionBits);
+  markFromRoots(regionBits, nullptr, nullptr);
+  sweepEnvHolders(regionBits, 0);
   stable.holders = 0;  // the sweep may have moved closures into the kept prefix
-  cellPages.afterCollection(scratchBits, cellCursor, markedConses);
+  cellPages.afterCollection(regionBits, cellCursor, markedConses);
 }
 
 void cmemory::clearMarks(MarkBits& cells, MarkBits* nums, MarkBits* ints) {
