@@ -35,7 +35,7 @@ _cell* cfunction::fail(const char* message, _symval* frame, long count) {
 __attribute__((noinline, cold)) bool cfunction::stepChores(_symval* frame, long count) {
   if (freeCells <= 999 || freeNums <= 999 || freeInts <= 999) {
     gc();
-  } else if (cellPages.wantsDonors) {
+  } else if (wantsDonors()) {
     findFreeRegions();
   }
   return !InterruptRequested() || answerInterrupt(frame, count);
@@ -52,7 +52,7 @@ inline bool cfunction::startStep(_symval* frame, long count) {
   stressStep();
 #endif
   if (__builtin_expect(freeCells <= 999 || freeNums <= 999 || freeInts <= 999 ||
-                           cellPages.wantsDonors || InterruptRequested(),
+                           wantsDonors() || InterruptRequested(),
                        0)) {
     if (!stepChores(frame, count)) return false;
   }

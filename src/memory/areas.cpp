@@ -98,7 +98,7 @@ void cmemory::Init() {
 }
 
 int cmemory::AllocMemory() {
-  cellBase = cellPages.reserve(kCells);
+  cellBase = static_cast<_cell*>(cellPages.reserve(kCells, sizeof(_cell), true));
   if (!cellBase || !allocBits(cellBits, kCells)) {
     std::puts("エラー: セル領域の獲得に失敗しました。");
     return 0;
@@ -125,12 +125,11 @@ int cmemory::AllocMemory() {
   adviseLargePages(numBase, sizeof(NumElem) * kNumbers);
   numCursor = 0;
   freeNums = kNumbers;
-  intBase = zeroed<IntElem>(kIntegers);
+  intBase = static_cast<IntElem*>(intPages.reserve(kIntegers, sizeof(IntElem), false));
   if (!intBase || !allocBits(intBits, kIntegers)) {
     std::puts("エラー: 整数領域の獲得に失敗しました");
     return 0;
   }
-  adviseLargePages(intBase, sizeof(IntElem) * kIntegers);
   intCursor = 0;
   freeInts = kIntegers;
   gvBase = zeroed<_symval>(kGlobals);
@@ -196,6 +195,7 @@ void cmemory::ResetAreas() {
   wrapped = 0;
   freeCells = kCells;
   cellPages.onWrap();
+  intPages.onWrap();
   strCursor = strBase;
   symTop = symBase;
   symHash.init();
@@ -235,13 +235,13 @@ void cmemory::ResetAreas() {
 // Whole words of the bitmap at a time: the free bits from the cursor on are taken in order,
 // which is what taking them one by one does. The word that holds the area's last element,
 // where the cursor wraps round, goes one by one.
-void cmemory::burn(MarkBits& bits, long& cursor, long& wraps, long size, bool isCellArea,
+void cmemory::burn(MarkBits& bits, long& cursor, long& wraps, long size, AreaPages* pages,
                    const char* full, long n) {
   while (n > 0) {
     long w = cursor >> 6;
     if (((w + 1) << 6) >= size - 1) {
-      long i = takeFree(bits, cursor, wraps, size, isCellArea, full);
-      if (isCellArea && i >= cellPages.readyEnd) cellPages.prepare(i);
+      long i = takeFree(bits, cursor, wraps, size, pages, full);
+      if (pages && i >= pages->readyEnd) pages->prepare(i);
       n--;
       continue;
     }
@@ -266,10 +266,10 @@ void cmemory::burn(MarkBits& bits, long& cursor, long& wraps, long size, bool is
     long highest = (w << 6) + 63 - __builtin_clzll(take);
     cursor = highest + 1;
     n -= count;
-    if (isCellArea && highest >= cellPages.readyEnd) {
+    if (pages && highest >= pages->readyEnd) {
       for (uint64_t t = take; t; t &= t - 1) {
         long i = (w << 6) + __builtin_ctzll(t);
-        if (i >= cellPages.readyEnd) cellPages.prepare(i);
+        if (i >= pages->readyEnd) pages->prepare(i);
       }
     }
   }

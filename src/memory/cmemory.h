@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "memory/cell.h"
-#include "memory/cellpages.h"
+#include "memory/areapages.h"
 #include "memory/fatal.h"
 #include "memory/frames.h"
 #include "memory/markbits.h"
@@ -42,7 +42,7 @@ class cmemory : public ctextproc {
 
   // Allocators (rotating search; the last element of each area is never handed out).
   _cell* getCell() {
-    long i = takeFree(cellBits, cellCursor, cellWraps, kCells, true,
+    long i = takeFree(cellBits, cellCursor, cellWraps, kCells, &cellPages,
                       "エラー: セル領域が一杯です。終了します。");
     freeCells--;
     if (i >= cellPages.readyEnd) cellPages.prepare(i);
@@ -63,7 +63,7 @@ class cmemory : public ctextproc {
     return c;
   }
   NumElem* getNumber(long double v) {
-    long i = takeFree(numBits, numCursor, numWraps, kNumbers, false,
+    long i = takeFree(numBits, numCursor, numWraps, kNumbers, nullptr,
                       "エラー: 数値領域が一杯です。終了します。");
     freeNums--;
     numBase[i].mark = 'd';
@@ -71,9 +71,10 @@ class cmemory : public ctextproc {
     return numBase + i;
   }
   IntElem* getInt(long v) {
-    long i = takeFree(intBits, intCursor, intWraps, kIntegers, false,
+    long i = takeFree(intBits, intCursor, intWraps, kIntegers, &intPages,
                       "エラー: 整数領域が一杯です。終了します。");
     freeInts--;
+    if (i >= intPages.readyEnd) intPages.prepare(i);
     intBase[i].mark = 'd';
     intBase[i].value = v;
     return intBase + i;
@@ -83,18 +84,18 @@ class cmemory : public ctextproc {
   // would have made that garbage (see eval/fastpaths.h). Nothing can reach these elements,
   // so what they hold is left as it was: only the allocator's view of them changes.
   void burnCells(long n) {
-    burn(cellBits, cellCursor, cellWraps, kCells, true, "エラー: セル領域が一杯です。終了します。",
-         n);
+    burn(cellBits, cellCursor, cellWraps, kCells, &cellPages,
+         "エラー: セル領域が一杯です。終了します。", n);
     freeCells -= n;
   }
   void burnInts(long n) {
-    burn(intBits, intCursor, intWraps, kIntegers, false, "エラー: 整数領域が一杯です。終了します。",
-         n);
+    burn(intBits, intCursor, intWraps, kIntegers, &intPages,
+         "エラー: 整数領域が一杯です。終了します。", n);
     freeInts -= n;
   }
   void burnNums(long n) {
-    burn(numBits, numCursor, numWraps, kNumbers, false, "エラー: 数値領域が一杯です。終了します。",
-         n);
+    burn(numBits, numCursor, numWraps, kNumbers, nullptr,
+         "エラー: 数値領域が一杯です。終了します。", n);
     freeNums -= n;
   }
   char* getString(const char* name);
@@ -238,7 +239,7 @@ class cmemory : public ctextproc {
     c->cdr = v;
   }
   // At a point where a collection could run: marks into a scratch bitmap when the cell
-  // area's memory wants regions to reuse (see CellPages); changes nothing visible.
+  // area's memory wants regions to reuse (see AreaPages); changes nothing visible.
   void findFreeRegions();
 
   // Parser.
@@ -285,7 +286,12 @@ class cmemory : public ctextproc {
 
   // State.
   _cell* cellBase = nullptr;
-  CellPages cellPages;
+  AreaPages cellPages;
+  AreaPages intPages;
+  // A search for free regions is due at the next safe point.
+  bool wantsDonors() const {
+    return cellPages.wantsDonors || intPages.wantsDonors;
+  }
   long cellCursor = 0;
   long cellWraps = 0;
   MarkBits cellBits;
@@ -422,17 +428,18 @@ class cmemory : public ctextproc {
   MarkBits* markNums = &numBits;
   MarkBits* markInts = &intBits;
   MarkBits scratchBits;
-  MarkBits regionBits;  // reachable cells, for the search for free regions
-  long markedConses = 0;  // conses and arrays reached by the last marking
+  MarkBits regionBits, regionIntBits;  // what is reachable, for the search for free regions
+  long markedConses = 0;               // conses and arrays reached by the last marking
 
-  long takeFree(MarkBits& bits, long& cursor, long& wraps, long n, bool isCellArea,
+  // `pages` is the area's physical memory when it is managed (cells and integers).
+  long takeFree(MarkBits& bits, long& cursor, long& wraps, long n, AreaPages* pages,
                 const char* fullMessage) {
     // Most of the time the element under the cursor is free.
     long i = bits.get(cursor) ? bits.nextClear(cursor, n - 1) : cursor;
     if (i < 0) {
       // The cursor passes the last element and starts again.
       wraps++;
-      if (isCellArea) cellWrapped();
+      if (pages) areaWrapped(pages);
       i = bits.nextClear(0, cursor);
       if (i < 0) Fatal(fullMessage);
     }
@@ -441,15 +448,15 @@ class cmemory : public ctextproc {
     if (cursor == n - 1) {
       cursor = 0;
       wraps++;
-      if (isCellArea) cellWrapped();
+      if (pages) areaWrapped(pages);
     }
     return i;
   }
-  void burn(MarkBits& bits, long& cursor, long& wraps, long size, bool isCellArea, const char* full,
-            long n);
-  void cellWrapped() {
-    wrapped = 1;
-    cellPages.onWrap();
+  void burn(MarkBits& bits, long& cursor, long& wraps, long size, AreaPages* pages,
+            const char* full, long n);
+  void areaWrapped(AreaPages* pages) {
+    if (pages == &cellPages) wrapped = 1;
+    pages->onWrap();
   }
   _cell* newSymbol(const char* name, char sub);
   _symval* findGlobal(_cell* symbol);

@@ -29,20 +29,24 @@ void cmemory::gc() {
 }
 
 void cmemory::findFreeRegions() {
-  // The same marking into a bitmap of its own: nothing the program can see changes (the
+  // The same marking into bitmaps of its own: nothing the program can see changes (the
   // allocator's marks, the counters and the report stay as they are); it only tells which
-  // regions behind the cursor hold nothing reachable, so that their memory can be reused.
-  // The bitmap only ever holds marks of reachable cells, so clearing the regions that have
-  // memory clears it.
-  if (!regionBits.words && !allocBits(regionBits, kCells)) {
+  // regions behind the cursors hold nothing reachable, so that their memory can be reused.
+  // These bitmaps only ever hold marks of reachable elements, so clearing the regions that
+  // have memory clears them.
+  if ((!regionBits.words && !allocBits(regionBits, kCells)) ||
+      (!regionIntBits.words && !allocBits(regionIntBits, kIntegers))) {
     cellPages.stopAsking();
+    intPages.stopAsking();
     return;
   }
   cellPages.clearResident(regionBits);
-  markFromRoots(regionBits, nullptr, nullptr);
+  intPages.clearResident(regionIntBits);
+  markFromRoots(regionBits, nullptr, &regionIntBits);
   sweepEnvHolders(regionBits, 0);
   stable.holders = 0;  // the sweep may have moved closures into the kept prefix
   cellPages.afterCollection(regionBits, cellCursor, markedConses);
+  intPages.afterCollection(regionIntBits, intCursor, markedConses);
 }
 
 void cmemory::clearMarks(MarkBits& cells, MarkBits* nums, MarkBits* ints) {

@@ -61,6 +61,7 @@ void cmemory::collectFully() {
     stable.holders = static_cast<size_t>(firstOther - envHolders.begin());
   }
   cellPages.afterCollection(cellBits, cellCursor, markedConses);
+  intPages.afterCollection(intBits, intCursor, markedConses);
 }
 
 bool cmemory::keepStableMarks() {

@@ -1,4 +1,4 @@
-#include "memory/cellpages.h"
+#include "memory/areapages.h"
 
 #include <sys/mman.h>
 
@@ -15,36 +15,39 @@
 #define MREMAP_DONTUNMAP 4
 #endif
 
-_cell* CellPages::reserve(long cells) {
-  size_t bytes = static_cast<size_t>(cells) * sizeof(_cell);
+void* AreaPages::reserve(long n, size_t elemSize, bool align) {
+  size_t bytes = static_cast<size_t>(n) * elemSize;
   size_t regions = (bytes + kRegion - 1) / kRegion;
-  // One region more, so that the area can start on a region boundary.
-  void* p = mmap(nullptr, (regions + 1) * kRegion, PROT_READ | PROT_WRITE,
+  // With one region more, the area can start on a region boundary and have large pages.
+  size_t mapped = align ? (regions + 1) * kRegion : bytes;
+  void* p = mmap(nullptr, mapped, PROT_READ | PROT_WRITE,
                  MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
   if (p == MAP_FAILED) return nullptr;
   uintptr_t aligned = (reinterpret_cast<uintptr_t>(p) + kRegion - 1) & ~(uintptr_t{kRegion} - 1);
-  base_ = reinterpret_cast<_cell*>(aligned);
-  cells_ = cells;
-  adviseLargePages(base_, regions * kRegion);
+  base_ = align ? reinterpret_cast<char*>(aligned) : static_cast<char*>(p);
+  wholeRegions_ = align ? static_cast<long>(regions) : static_cast<long>(bytes / kRegion);
+  elems_ = n;
+  elemSize_ = elemSize;
+  if (align) adviseLargePages(base_, regions * kRegion);
   resident_.assign(regions, 0);
   donor_.assign(regions, 0);
   return base_;
 }
 
-void CellPages::prepare(long i) {
+void AreaPages::prepare(long i) {
   long first = regionOf(i);
-  long last = static_cast<long>(((i + 1) * sizeof(_cell) - 1) / kRegion);
+  long last = static_cast<long>(((i + 1) * elemSize_ - 1) / kRegion);
   for (long r = first; r <= last; r++) {
     donor_[r] = 0;  // the allocator needs this one now
     if (resident_[r]) continue;
     bool moved = false;
-    while (moving_ && !donors_.empty()) {
+    while (moving_ && r < wholeRegions_ && !donors_.empty()) {
       long d = donors_.back();
       donors_.pop_back();
       if (!donor_[d] || !resident_[d]) continue;
       donor_[d] = 0;
-      char* from = reinterpret_cast<char*>(base_) + d * kRegion;
-      char* to = reinterpret_cast<char*>(base_) + r * kRegion;
+      char* from = base_ + d * kRegion;
+      char* to = base_ + r * kRegion;
       // The donor's pages move here; the donor stays mapped and reads as zeros again.
       if (mremap(from, kRegion, kRegion, MREMAP_MAYMOVE | MREMAP_FIXED | MREMAP_DONTUNMAP, to) ==
           MAP_FAILED) {
@@ -68,28 +71,28 @@ void CellPages::prepare(long i) {
     }
     resident_[r] = 1;
   }
-  long end = static_cast<long>((last + 1) * kRegion / sizeof(_cell));
-  readyEnd = end < cells_ ? end : cells_;
+  long end = static_cast<long>((last + 1) * kRegion / elemSize_);
+  readyEnd = end < elems_ ? end : elems_;
   if (wrapPending_) {
-    readyEnd = 0;  // the next cell is at the start of the area again
+    readyEnd = 0;  // the next element is at the start of the area again
     wrapPending_ = false;
   }
 }
 
-void CellPages::clearResident(MarkBits& bits) const {
+void AreaPages::clearResident(MarkBits& bits) const {
   long n = static_cast<long>(resident_.size());
   for (long r = 0; r < n; r++) {
     if (!resident_[r]) continue;
     long last = r;
     while (last + 1 < n && resident_[last + 1]) last++;
-    long from = firstCell(r) >> 6;
-    long to = (std::min(firstCell(last + 1), cells_) + 63) >> 6;
+    long from = firstElem(r) >> 6;
+    long to = (std::min(firstElem(last + 1), elems_) + 63) >> 6;
     std::memset(bits.words + from, 0, sizeof(uint64_t) * static_cast<size_t>(to - from));
     r = last;
   }
 }
 
-void CellPages::afterCollection(const MarkBits& inUse, long cursor, long reached) {
+void AreaPages::afterCollection(const MarkBits& inUse, long cursor, long reached) {
   for (long d : donors_) donor_[d] = 0;
   donors_.clear();
   wantsDonors = false;
@@ -99,11 +102,11 @@ void CellPages::afterCollection(const MarkBits& inUse, long cursor, long reached
   long busyFrom = regionOf(cursor);
   long busyTo = readyEnd > cursor ? regionOf(readyEnd - 1) : busyFrom;
   for (long r = 0; r < static_cast<long>(resident_.size()); r++) {
-    if (!resident_[r] || (r >= busyFrom && r <= busyTo)) continue;
-    // Every cell that has a byte in the region must be free.
-    long from = firstCell(r);
-    long to = static_cast<long>(((r + 1) * kRegion - 1) / sizeof(_cell)) + 1;
-    if (to > cells_) to = cells_;
+    if (!resident_[r] || r >= wholeRegions_ || (r >= busyFrom && r <= busyTo)) continue;
+    // Every element that has a byte in the region must be free.
+    long from = firstElem(r);
+    long to = static_cast<long>(((r + 1) * kRegion - 1) / elemSize_) + 1;
+    if (to > elems_) to = elems_;
     if (inUse.nextSet(from, to) < 0) {
       donor_[r] = 1;
       donors_.push_back(r);

@@ -1,0 +1,72 @@
+// The physical memory behind the cell and integer areas. Their rotating allocators sweep
+// forward through the whole area and only come back after wrapping round, so fresh memory
+// keeps being touched, and the kernel zero-fills every page first. Instead, when an
+// allocator enters a region that has no memory yet, the pages of another region in which no
+// element is in use are moved there; a moved-away region reads as zeros again. Which
+// element the allocator hands out is unchanged: only where its memory comes from.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
+struct MarkBits;
+
+class AreaPages {
+ public:
+  // Reserves an area of n elements of elemSize bytes; null when the address space is not
+  // there. Aligned, it takes one region more of address space and starts on a region
+  // boundary; otherwise its last, partial region never gives or receives memory.
+  void* reserve(long n, size_t elemSize, bool align);
+  // Call before writing element i when i >= readyEnd.
+  void prepare(long i);
+  // Elements below readyEnd have memory (until the allocator wraps round).
+  long readyEnd = 0;
+  // The allocator went back to the start of the area (possibly just before preparing the
+  // last element it took at the end).
+  void onWrap() {
+    readyEnd = 0;
+    wrapPending_ = true;
+  }
+  // After a marking that reached `reached` cells: the regions with no element in use, but
+  // for those the allocator is about to fill, become donors.
+  void afterCollection(const MarkBits& inUse, long cursor, long reached);
+  // Clears the bits of every region that has memory. Only these can hold a reachable
+  // element (a region gives its memory away only when none of its elements is reachable,
+  // and elements are only taken where memory was prepared), so a bitmap that only ever
+  // marked reachable elements is all clear afterwards, at a fraction of the cost of clearing all.
+  void clearResident(MarkBits& bits) const;
+  // Set when fresh regions keep being entered with no donor at hand: a marking pass at the
+  // next safe point would find some.
+  bool wantsDonors = false;
+  void stopAsking() {
+    wantsDonors = false;
+    moving_ = false;
+  }
+
+ private:
+  static constexpr size_t kRegion = size_t{2} << 20;
+  char* base_ = nullptr;
+  long elems_ = 0;
+  long wholeRegions_ = 0;  // regions that lie wholly in the mapping
+  size_t elemSize_ = 1;
+  std::vector<uint8_t> resident_;  // per region: has memory (possibly)
+  std::vector<uint8_t> donor_;     // per region: may give its memory away
+  std::vector<long> donors_;
+  // Donors are looked for again when they have run low and some regions had to be filled
+  // fresh: as many as a marking pass costs in zero-filling (about one region for every
+  // 20,000 reachable cells), and twice as many after each search that found nothing.
+  long freshSinceMark_ = 0;
+  long freshBeforeMark_ = 1;
+  static constexpr size_t kLowWater = 4;
+  // With only a few regions in use there is nothing worth a marking pass.
+  long residentCount_ = 0;
+  static constexpr long kFewRegions = 8;
+  static constexpr long kCellsPerRegionOfZeroing = 20000;
+  static constexpr long kMaxPatience = 256;
+  bool searchPaid_ = false;  // the last search found more than its marking cost
+  bool moving_ = true;       // off when the system cannot move pages
+  bool wrapPending_ = false;
+  long firstElem(long region) const { return static_cast<long>(region * kRegion / elemSize_); }
+  long regionOf(long i) const { return static_cast<long>(i * elemSize_ / kRegion); }
+};
