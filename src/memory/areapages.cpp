@@ -56,9 +56,9 @@ void AreaPages::prepare(long i) {
       }
       resident_[d] = 0;
       moved = true;
-      // The last search paid for itself: look again before the donors run out, rather
+      // The last search paid for itself: look again as soon as the donors run out, rather
       // than after a region had to be filled fresh.
-      if (searchPaid_ && donors_.size() < kLowWater) wantsDonors = true;
+      if (searchPaid_ && donors_.empty()) wantsDonors = true;
       break;
     }
     if (!moved) {
