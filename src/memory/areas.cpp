@@ -234,14 +234,14 @@ void cmemory::ResetAreas() {
 
 // Whole words of the bitmap at a time: the free bits from the cursor on are taken in order,
 // which is what taking them one by one does. The word that holds the area's last element,
-// where the cursor wraps round, goes one by one.
+// where the cursor wraps round, goes one by one. Burned elements are never written, so
+// their regions are not given memory: a region only burned through stays without any.
 void cmemory::burn(MarkBits& bits, long& cursor, long& wraps, long size, AreaPages* pages,
                    const char* full, long n) {
   while (n > 0) {
     long w = cursor >> 6;
     if (((w + 1) << 6) >= size - 1) {
-      long i = takeFree(bits, cursor, wraps, size, pages, full);
-      if (pages && i >= pages->readyEnd) pages->prepare(i);
+      takeFree(bits, cursor, wraps, size, pages, full);
       n--;
       continue;
     }
@@ -266,11 +266,5 @@ void cmemory::burn(MarkBits& bits, long& cursor, long& wraps, long size, AreaPag
     long highest = (w << 6) + 63 - __builtin_clzll(take);
     cursor = highest + 1;
     n -= count;
-    if (pages && highest >= pages->readyEnd) {
-      for (uint64_t t = take; t; t &= t - 1) {
-        long i = (w << 6) + __builtin_ctzll(t);
-        if (i >= pages->readyEnd) pages->prepare(i);
-      }
-    }
   }
 }
