@@ -359,6 +359,17 @@ class cfunction : public cprint {
       c->values = nullptr;
     }
   }
+  // MEMBER and REMOVE (eval/standins_members.cpp).
+  void registerMemberStandIns();
+  bool memberTest(int kind, _cell* x, _cell* y);
+  long memberLevels(_cell* item, _cell* list, int kind);
+  _cell* memberSteps(_cell* item, _cell* list, _cell* fn, int kind);
+  bool membersMayRun(long cells, long ints, long levels);
+  _cell* memberStandIn(_symval* frame, long n);
+  _cell* removeOption(_cell* key, _cell* rest, _cell* absent);
+  _cell* removeStandIn(_symval* frame, long n);
+  _cell* makeKept(const std::vector<_cell*>& kept, _cell* tail, bool listed);
+  std::vector<_cell*> removeKept;  // the elements REMOVE keeps, reused between calls
   // MAPCAR over one list (eval/standins_maps.cpp).
   struct MapcarCode {
     _cell* def = nullptr;

@@ -85,6 +85,8 @@ enum StandIn : uint8_t {
   kStandInCddadr,
   kStandInCdddar,
   kStandInCddddr,
+  kStandInMember,  // eval/standins_members.cpp, as REMOVE
+  kStandInRemove,
   kStandInCount
 };
 

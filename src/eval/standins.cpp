@@ -70,6 +70,8 @@ const StandInName kStandIns[] = {
     {"NTHCDR", kStandInNthcdr},
     {"REVERSE", kStandInReverse},
     {"LAST", kStandInLast},
+    {"MEMBER", kStandInMember},
+    {"REMOVE", kStandInRemove},
 };
 }  // namespace
 
@@ -85,6 +87,7 @@ void cfunction::registerStandIns() {
     standInRecords[s.id] = rec;
   }
   registerListStandIns();
+  registerMemberStandIns();
 }
 
 _cell* cfunction::runStandIn(unsigned id, _symval* frame, long n) {
@@ -156,6 +159,10 @@ _cell* cfunction::runStandIn(unsigned id, _symval* frame, long n) {
       return reverseStandIn(frame, n);
     case kStandInLast:
       return lastStandIn(frame, n);
+    case kStandInMember:
+      return memberStandIn(frame, n);
+    case kStandInRemove:
+      return removeStandIn(frame, n);
     default:
       return kDeclined;
   }
