@@ -369,7 +369,6 @@ class cfunction : public cprint {
   _cell* removeOption(_cell* key, _cell* rest, _cell* absent);
   _cell* removeStandIn(_symval* frame, long n);
   _cell* makeKept(const std::vector<_cell*>& kept, _cell* tail, bool listed);
-  std::vector<_cell*> removeKept;  // the elements REMOVE keeps, reused between calls
   // MAPCAR over one list (eval/standins_maps.cpp).
   struct MapcarCode {
     _cell* def = nullptr;

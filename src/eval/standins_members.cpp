@@ -43,6 +43,7 @@ struct MemberState {
   _cell* testKey = nullptr;
   _cell* countKey = nullptr;
   long removeLoopCells = -1;  // the LOOP of REMOVE's definition, or -1 when not found
+  std::vector<_cell*> kept;   // the elements a REMOVE keeps, reused between calls
 };
 MemberState state;
 
@@ -278,7 +279,7 @@ _cell* cfunction::removeStandIn(_symval* frame, long n) {
   long before = state.removeLoopCells;
   long after = 0;
   long ints = 0;
-  std::vector<_cell*>& kept = removeKept;
+  std::vector<_cell*>& kept = state.kept;
   kept.clear();
   long lastCopy = 0;  // the conses of the last copy of ANS (not made yet)
   _cell* p = b;
