@@ -359,7 +359,7 @@ class cfunction : public cprint {
       c->values = nullptr;
     }
   }
-  // MEMBER and REMOVE (eval/standins_members.cpp).
+  // MEMBER, REMOVE and ASSOC (eval/standins_members.cpp).
   void registerMemberStandIns();
   bool memberTest(int kind, _cell* x, _cell* y);
   long memberLevels(_cell* item, _cell* list, int kind);
@@ -369,6 +369,7 @@ class cfunction : public cprint {
   _cell* removeOption(_cell* key, _cell* rest, _cell* absent);
   _cell* removeStandIn(_symval* frame, long n);
   _cell* makeKept(const std::vector<_cell*>& kept, _cell* tail, bool listed);
+  _cell* assocStandIn(_symval* frame, long n);
   // MAPCAR over one list (eval/standins_maps.cpp).
   struct MapcarCode {
     _cell* def = nullptr;

@@ -85,8 +85,9 @@ enum StandIn : uint8_t {
   kStandInCddadr,
   kStandInCdddar,
   kStandInCddddr,
-  kStandInMember,  // eval/standins_members.cpp, as REMOVE
+  kStandInMember,  // eval/standins_members.cpp, as REMOVE and ASSOC
   kStandInRemove,
+  kStandInAssoc,
   kStandInCount
 };
 

@@ -72,6 +72,7 @@ const StandInName kStandIns[] = {
     {"LAST", kStandInLast},
     {"MEMBER", kStandInMember},
     {"REMOVE", kStandInRemove},
+    {"ASSOC", kStandInAssoc},
 };
 }  // namespace
 
@@ -163,6 +164,8 @@ _cell* cfunction::runStandIn(unsigned id, _symval* frame, long n) {
       return memberStandIn(frame, n);
     case kStandInRemove:
       return removeStandIn(frame, n);
+    case kStandInAssoc:
+      return assocStandIn(frame, n);
     default:
       return kDeclined;
   }

@@ -1,4 +1,4 @@
-// Stand-ins for the prelude's MEMBER and REMOVE (the contract: eval/fastpaths.h).
+// Stand-ins for the prelude's MEMBER, REMOVE and ASSOC (the contract: eval/fastpaths.h).
 //
 // MEMBER recurses through itself, one level per cons looked at: each level works out its test
 // (the default #'EQL, or the function after :TEST), asks (NULL LST), FUNCALLs the test on
@@ -42,6 +42,7 @@ struct MemberState {
   _cell* equal = nullptr;
   _cell* testKey = nullptr;
   _cell* countKey = nullptr;
+  _cell* assoc = nullptr;
   long removeLoopCells = -1;  // the LOOP of REMOVE's definition, or -1 when not found
   std::vector<_cell*> kept;   // the elements a REMOVE keeps, reused between calls
 };
@@ -81,6 +82,7 @@ void cfunction::registerMemberStandIns() {
   state.equal = getStringCell("EQUAL");
   state.testKey = getStringCell(":TEST");
   state.countKey = getStringCell(":COUNT");
+  state.assoc = getStringCell("ASSOC");
   if (_symval* rec = standInRecords[kStandInRemove]) {
     state.removeLoopCells = removeLoopCells(rec->value, getStringCell("LOOP"));
   }
@@ -341,4 +343,59 @@ _cell* cfunction::makeKept(const std::vector<_cell*>& kept, _cell* tail, bool li
     r = c;
   }
   return r;
+}
+
+// ASSOC recurses through itself with APPLY, one level per entry looked at. With no test
+// given, each level binds TEST to #'EQ, asks (>= (LENGTH R) 2), which makes the length and
+// the difference (a cell and an integer each), asks (ATOM ALIST), then APPLYs the test to
+// (LIST X (CAAR ALIST)): the list's 2 cells, the 6 of its quoted copy and the call form's 1;
+// the (QUOTE X) there clears X's values. A level that goes on asks (>= (LENGTH R) 2) again
+// and APPLYs #'ASSOC to (LIST X (CDR ALIST)), 9 cells more.
+namespace {
+constexpr long kAssocLength = 2;  // (>= (LENGTH R) 2): cells, and as many integers
+constexpr long kAssocApply = 9;
+}  // namespace
+
+// (ASSOC x alist) with the default test.
+_cell* cfunction::assocStandIn(_symval* frame, long n) {
+  if (n != 4 || frame[2].value != NILCell || !standing(kStandInAssoc) ||
+      !standing(kStandInGreaterEqual) || !standing(kStandInNot)) {
+    return kDeclined;
+  }
+  _cell* x = frame[0].value;
+  _cell* alist = frame[1].value;
+  // The entries looked at: each must be a cons, for its CAR.
+  long levels = 0;
+  _cell* found = nullptr;
+  CycleGuard guard;
+  _cell* p = alist;
+  for (; consp(p); p = p->cdr) {
+    if (guard.revisits(p) || !consp(p->car)) return kDeclined;
+    levels++;
+    if (memberTest(kEqTest, x, p->car->car)) {
+      found = p->car;
+      break;
+    }
+  }
+  // A closure as the answer would keep the frame of every level alive.
+  if (found && found->envCount != 0) return kDeclined;
+  long misses = found ? levels - 1 : levels;
+  long cells = misses * 2 * (kAssocLength + kAssocApply) +
+               (found ? kAssocLength + kAssocApply : kAssocLength);
+  long ints = (2 * misses + 1) * kAssocLength;
+  if (!membersMayRun(cells, ints, levels + 1)) return kDeclined;
+  dropValues(state.eq);  // #'EQ
+  dropValues(TCell);
+  dropValues(NILCell);
+  if (consp(alist)) dropValues(x);  // (QUOTE X)
+  for (_cell* q = alist; consp(q); q = q->cdr) {
+    dropValues(q->car);
+    dropValues(q->car->car);
+    if (q->car == found) break;
+    dropValues(q->cdr);
+    dropValues(state.assoc);  // #'ASSOC
+  }
+  burnCells(cells);
+  burnInts(ints);
+  return found ? found : NILCell;
 }
