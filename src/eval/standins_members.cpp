@@ -25,7 +25,6 @@ constexpr long kLevelStack = 128 * 1024;
 #else
 constexpr long kLevelStack = 16 * 1024;
 #endif
-constexpr long kReserve = 1000;
 
 // Cells of the macros REMOVE's loop runs (see eval/standins_lists.cpp for the derivation):
 // (LOOP f...) whose forms hold S conses takes 50 + 3S; (RETURN form) where form holds s
@@ -102,6 +101,11 @@ bool testKindOf(const _cell* fn, bool equalStands, TestKind& kind) {
   return true;
 }
 
+// At most the cells (MEMBER ...) takes when it answers after levels levels.
+long memberCells(long levels) {
+  return 3 * levels;
+}
+
 // The proper list's length, or -1 for a circular or dotted one.
 long properLength(cfunction& f, _cell* list) {
   long m = f.chainLength(list);
@@ -171,18 +175,15 @@ _cell* cfunction::memberSteps(_cell* item, _cell* list, _cell* fn, int kind) {
   return NILCell;
 }
 
-// The cells (MEMBER ...) takes when it answers after levels levels.
-static long memberCells(long levels) {
-  return 3 * levels;
-}
-
 bool cfunction::membersMayRun(long cells, long ints, long levels) {
   return !watching && shortcutMayRun(cells, 0, ints) &&
          StackRoomAtLeast(kShortcutStackMargin + levels * kLevelStack);
 }
 
-// (MEMBER item list) or (MEMBER item list :TEST fn) with fn EQL, EQ or EQUAL.
-_cell* cfunction::memberStandIn(_symval* frame, long n) {
+// (MEMBER item list) or (MEMBER item list :TEST fn) with fn EQL, EQ or EQUAL. The entry
+// points here stay out of line: inlined into the dispatch, they would crowd out the stand-ins
+// inlined there.
+__attribute__((noinline)) _cell* cfunction::memberStandIn(_symval* frame, long n) {
   if (n != 4 || !standing(kStandInMember) || !standing(kStandInNot)) return kDeclined;
   _cell* item = frame[0].value;
   _cell* list = frame[1].value;
@@ -230,7 +231,7 @@ _cell* cfunction::removeOption(_cell* key, _cell* rest, _cell* absent) {
 }
 
 // (REMOVE a b), with :TEST EQL, EQ or EQUAL and :COUNT an integer or NIL.
-_cell* cfunction::removeStandIn(_symval* frame, long n) {
+__attribute__((noinline)) _cell* cfunction::removeStandIn(_symval* frame, long n) {
   if (n != 4 || state.removeLoopCells < 0 || !listStandInsHold() || !standing(kStandInRemove) ||
       !standing(kStandInMember) || !standing(kStandInNot) || !standing(kStandInCadr)) {
     return kDeclined;
@@ -357,7 +358,7 @@ constexpr long kAssocApply = 9;
 }  // namespace
 
 // (ASSOC x alist) with the default test.
-_cell* cfunction::assocStandIn(_symval* frame, long n) {
+__attribute__((noinline)) _cell* cfunction::assocStandIn(_symval* frame, long n) {
   if (n != 4 || frame[2].value != NILCell || !standing(kStandInAssoc) ||
       !standing(kStandInGreaterEqual) || !standing(kStandInNot)) {
     return kDeclined;
