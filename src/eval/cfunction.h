@@ -3,6 +3,7 @@
 
 #include "eval/expansioncache.h"
 #include "eval/fastpaths.h"
+#include "library/chainmemo.h"
 #include "printer/cprint.h"
 #include "top/interrupt.h"
 #include "top/keywords.h"
@@ -233,6 +234,9 @@ class cfunction : public cprint {
   bool sameAtom(_cell* a, _cell* b);
   _cell* jlength(_cell* value, _symval* frame, long count);
   _cell* lengthOfChain(_cell* chain, _symval* frame, long count);
+  _cell* chainAt(_cell* chain, long k);
+  long structureWrites = 0;  // RPLACDs and SET-ARRAYs so far (see library/chainmemo.h)
+  ChainMemo chainMemo;
   _cell* tchar(_cell* args, _symval* frame, long count, long mark);
   _cell* coerce(_cell* args, _symval* frame, long count, long mark);
   _cell* StringEqual(_cell* a, _cell* b);

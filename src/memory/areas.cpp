@@ -190,6 +190,7 @@ void cmemory::IncStaticStack(_symval* frame, long count) {
 }
 
 void cmemory::ResetAreas() {
+  collections++;  // every element is free again: what is remembered by address is forgotten
   cellBits.clear();
   cellCursor = 0;
   wrapped = 0;
