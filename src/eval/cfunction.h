@@ -121,8 +121,9 @@ class cfunction : public cprint {
   _cell* expandWatched(std::vector<uintptr_t>&& key, _cell* args, _symval* record,
                        _symval* callerFrame, long callerCount);
   struct WatchStart;
-  void remember(std::vector<uintptr_t>&& key, _cell* args, const WatchStart& w, _cell* expansion,
-                const std::vector<_cell*>& order);
+  struct BodyTook;
+  void remember(std::vector<uintptr_t>&& key, _cell* args, const WatchStart& w,
+                const BodyTook& took, _cell* expansion, const std::vector<_cell*>& order);
   _cell* rebuild(const RememberedExpansion& e);
   bool madeWhileWatched(const _cell* atom, const WatchStart& w) const;
   // Seen while a macro body is watched: each form, and each read of a global.
