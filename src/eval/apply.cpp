@@ -238,6 +238,7 @@ _cell* cfunction::rplacd(_cell* cons, _cell* value, _symval* frame, long count) 
   if (!consp(cons)) return fail("エラー: コンスではありません", frame, count);
   guardCodeWrite(cons, value);
   touchCell(cons);
+  structureWrites++;
   cons->cdr = value;
   return cons;
 }

@@ -3,6 +3,7 @@
 
 #include "eval/expansioncache.h"
 #include "eval/fastpaths.h"
+#include "library/chainmemo.h"
 #include "printer/cprint.h"
 #include "top/interrupt.h"
 #include "top/keywords.h"
@@ -120,8 +121,9 @@ class cfunction : public cprint {
   _cell* expandWatched(std::vector<uintptr_t>&& key, _cell* args, _symval* record,
                        _symval* callerFrame, long callerCount);
   struct WatchStart;
-  void remember(std::vector<uintptr_t>&& key, _cell* args, const WatchStart& w, _cell* expansion,
-                const std::vector<_cell*>& order);
+  struct BodyTook;
+  void remember(std::vector<uintptr_t>&& key, _cell* args, const WatchStart& w,
+                const BodyTook& took, _cell* expansion, const std::vector<_cell*>& order);
   _cell* rebuild(const RememberedExpansion& e);
   bool madeWhileWatched(const _cell* atom, const WatchStart& w) const;
   // Seen while a macro body is watched: each form, and each read of a global.
@@ -233,6 +235,9 @@ class cfunction : public cprint {
   bool sameAtom(_cell* a, _cell* b);
   _cell* jlength(_cell* value, _symval* frame, long count);
   _cell* lengthOfChain(_cell* chain, _symval* frame, long count);
+  _cell* chainAt(_cell* chain, long k);
+  long structureWrites = 0;  // RPLACDs and SET-ARRAYs so far (see library/chainmemo.h)
+  ChainMemo chainMemo;
   _cell* tchar(_cell* args, _symval* frame, long count, long mark);
   _cell* coerce(_cell* args, _symval* frame, long count, long mark);
   _cell* StringEqual(_cell* a, _cell* b);

@@ -26,6 +26,7 @@ bool hasEffects(uint8_t code, const _cell* args) {
 }
 }  // namespace
 
+// The state when the watching of a macro body began.
 struct cfunction::WatchStart {
   long freeCells, freeNums, freeInts;
   long cursor, wraps;
@@ -33,6 +34,12 @@ struct cfunction::WatchStart {
   size_t reads;
   char* sp;
   size_t clearables;
+};
+
+// What the body took: the garbage it left, and how deep it went down the native stack.
+struct cfunction::BodyTook {
+  long cells, nums, ints;
+  long stackBytes;
 };
 
 void cfunction::noteWatchedForm(_cell* form) {
@@ -79,16 +86,13 @@ _cell* cfunction::expandWatched(std::vector<uintptr_t>&& key, _cell* args, _symv
   bool keep = collections == w.collections && effectsSeen == w.effects && codeEpoch == w.epoch &&
               w.sp - low <= kMaxStackUse && globalReads.size() - w.reads <= kMaxGlobals;
   // The garbage the body made, taken before the copy.
-  WatchStart made = w;
-  made.freeCells = w.freeCells - freeCells;
-  made.freeNums = w.freeNums - freeNums;
-  made.freeInts = w.freeInts - freeInts;
-  made.sp = reinterpret_cast<char*>(w.sp - low);
+  BodyTook took{w.freeCells - freeCells, w.freeNums - freeNums, w.freeInts - freeInts,
+                static_cast<long>(w.sp - low)};
   std::vector<_cell*> order;
   copyOrder = keep ? &order : nullptr;
   _cell* copy = Copy(x.form);
   copyOrder = nullptr;
-  if (keep && copy) remember(std::move(key), args, made, copy, order);
+  if (keep && copy) remember(std::move(key), args, w, took, copy, order);
   if (!watching) {
     globalReads.clear();
     clearables.clear();
@@ -126,9 +130,9 @@ static void collectCells(_cell* x, std::unordered_set<const _cell*>& into) {
 }
 
 void cfunction::remember(std::vector<uintptr_t>&& key, _cell* args, const WatchStart& w,
-                         _cell* expansion, const std::vector<_cell*>& order) {
-  // w holds what the body took (see expandWatched); the cursor has since moved on by the
-  // copy, which madeWhileWatched counts in: harmless, the copy's cells are never atoms here.
+                         const BodyTook& took, _cell* expansion, const std::vector<_cell*>& order) {
+  // The cursor has moved on by the copy since the body ran, which madeWhileWatched counts
+  // in: harmless, the copy's cells are never atoms here.
   std::unordered_map<const _cell*, long> index;
   for (size_t i = 0; i < order.size(); i++) index.emplace(order[i], static_cast<long>(i));
   bool ok = true;
@@ -143,10 +147,10 @@ void cfunction::remember(std::vector<uintptr_t>&& key, _cell* args, const WatchS
   e.cells.reserve(order.size());
   for (_cell* c : order) e.cells.emplace_back(ref(c->car), ref(c->cdr));
   if (!ok) return;
-  e.garbageCells = w.freeCells;
-  e.garbageNums = w.freeNums;
-  e.garbageInts = w.freeInts;
-  e.stackUse = reinterpret_cast<long>(w.sp);
+  e.garbageCells = took.cells;
+  e.garbageNums = took.nums;
+  e.garbageInts = took.ints;
+  e.stackUse = took.stackBytes;
   // Of the results whose values the steps cleared, those that existed before: symbols, code,
   // and the argument forms' own cells (a body without effects can reach nothing else that
   // existed; the rest it made itself, and they are garbage now).

@@ -9,6 +9,7 @@ _cell* cfunction::SetArray(_cell* form, _symval* frame, long count, long mark) {
   if (!v || !consp(v)) return fail(kCannot, frame, count);
   guardCodeWrite(v, v);
   touchCell(v);
+  structureWrites++;
   v->type = 'a';  // not copied: every reference to the cons now sees an array
   return v;
 }

@@ -13,8 +13,32 @@ const char kBrokenArray[] = "エラー: 配列が壊れています";
 }  // namespace
 
 _cell* cfunction::lengthOfChain(_cell* chain, _symval* frame, long count) {
+  chainMemo.refresh(structureWrites, collections, fastPathsOn);
+  if (chain == chainMemo.measured) return IntToCell(chainMemo.length);
   long n = chainLength(chain);
-  return n < 0 ? circularList(frame, count) : IntToCell(n);
+  if (n < 0) return circularList(frame, count);
+  chainMemo.measured = chain;
+  chainMemo.length = n;
+  return IntToCell(n);
+}
+
+// The cons at index k of the chain, or the first non-cons before it; a walk on from the last
+// position reached in the same chain when k is not before it.
+_cell* cfunction::chainAt(_cell* chain, long k) {
+  chainMemo.refresh(structureWrites, collections, fastPathsOn);
+  _cell* p = chain;
+  long from = 0;
+  if (chain == chainMemo.walked && k >= chainMemo.index) {
+    p = chainMemo.at;
+    from = chainMemo.index;
+  }
+  for (long i = from; i < k && consp(p); i++) p = p->cdr;
+  if (consp(p)) {
+    chainMemo.walked = chain;
+    chainMemo.index = k;
+    chainMemo.at = p;
+  }
+  return p;
 }
 
 _cell* cfunction::jlength(_cell* v, _symval* frame, long count) {
@@ -67,8 +91,7 @@ _cell* cfunction::tchar(_cell* args, _symval* frame, long count, long mark) {
   if (!index) return nullptr;
   if (!isString(str) || index->type != 'i' || ival(index) < 0)
     return fail(kCharUsage, frame, count);
-  _cell* p = str->cdr->cdr;
-  for (long k = ival(index); k > 0 && consp(p); k--) p = p->cdr;
+  _cell* p = chainAt(str->cdr->cdr, ival(index));
   return consp(p) ? p->car : NILCell;  // past the end: NIL, without a message
 }
 

@@ -190,6 +190,7 @@ void cmemory::IncStaticStack(_symval* frame, long count) {
 }
 
 void cmemory::ResetAreas() {
+  collections++;  // every element is free again: what is remembered by address is forgotten
   cellBits.clear();
   cellCursor = 0;
   wrapped = 0;
@@ -251,14 +252,17 @@ void cmemory::burn(MarkBits& bits, long& cursor, long& wraps, long size, AreaPag
       continue;
     }
     uint64_t take = free;
-    long count = __builtin_popcountll(free);
+    long count = bitCount(free);
     if (count > n) {
-      // Only the n lowest free bits.
-      take = 0;
-      for (long k = 0; k < n; k++) {
-        uint64_t low = free & (~free + 1);
-        take |= low;
-        free &= free - 1;
+      // Only the n lowest free bits: gather them, or drop the others, whichever is fewer.
+      if (n <= count - n) {
+        take = 0;
+        for (long k = 0; k < n; k++) {
+          take |= free & (~free + 1);
+          free &= free - 1;
+        }
+      } else {
+        for (long k = count - n; k > 0; k--) take &= ~(uint64_t{1} << (63 - __builtin_clzll(take)));
       }
       count = n;
     }

@@ -15,5 +15,14 @@ struct MarkBits {
   void clear();
 };
 
+// The number of set bits of x, in line (without the processor's instruction, the compiler's
+// own count is a library call).
+inline long bitCount(uint64_t x) {
+  x = x - ((x >> 1) & 0x5555555555555555ull);
+  x = (x & 0x3333333333333333ull) + ((x >> 2) & 0x3333333333333333ull);
+  x = (x + (x >> 4)) & 0x0f0f0f0f0f0f0f0full;
+  return static_cast<long>((x * 0x0101010101010101ull) >> 56);
+}
+
 // Zero-filled bits for n elements; false when the memory cannot be had.
 bool allocBits(MarkBits& b, long n);

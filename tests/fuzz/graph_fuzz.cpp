@@ -2,9 +2,7 @@
 // every style and destination and walked by the built-in functions that follow structure.
 // The bytes choose the objects, the knots and the walks; the session text built from them
 // runs from a fresh start with the prelude loaded. Printing must end, whatever the knots.
-#include <unistd.h>
-
-#include <cstdlib>
+#include <cstdint>
 #include <string>
 
 #include "harness.h"
@@ -119,31 +117,15 @@ std::string session(Bytes& in) {
 }  // namespace
 
 extern "C" int LLVMFuzzerInitialize(int*, char***) {
-  char dir[] = "/tmp/tsumugi-graph-fuzz-XXXXXX";
-  if (!mkdtemp(dir) || chdir(dir) != 0) std::abort();
-  fuzz::setUp(true);
+  fuzz::setUpInDirectory("tsumugi-graph-fuzz");
   return 0;
 }
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   if (size > 256) return 0;  // a few dozen walks are enough for one graph
-  clisp& lisp = *fuzz::lisp;
-  static FILE* input = nullptr;
-  static std::string text;
-  if (setjmp(fuzz::escape)) {
-    if (input) std::fclose(input);
-    input = nullptr;
-    return 0;
-  }
   Bytes in(data, size);
+  static std::string text;  // kept out of the frame that the session's end jumps across
   text = session(in);
-  lisp.fuzzSteps = 0;
-  if (!lisp.RestartSession()) std::abort();
-  input = fmemopen(&text[0], text.size(), "rb");
-  if (!input) return 0;
-  stdin = input;
-  lisp.ReadEvalPrintLoop();
-  std::fclose(input);
-  input = nullptr;
+  fuzz::runSession(text.data(), text.size());
   return 0;
 }

@@ -2,6 +2,8 @@
 // target instead of ending the process, with its output thrown away.
 #pragma once
 
+#include <unistd.h>
+
 #include <csetjmp>
 #include <cstdio>
 #include <cstdlib>
@@ -35,6 +37,34 @@ inline void setUp(bool prelude) {
     lisp->IncLocStack(nullptr, 0);
     lisp->SetKeyword();
   }
+}
+
+// setUp with the prelude, in a fresh directory of its own for the files sessions create.
+inline void setUpInDirectory(const char* prefix) {
+  char dir[64];
+  std::snprintf(dir, sizeof dir, "/tmp/%s-XXXXXX", prefix);
+  if (!mkdtemp(dir) || chdir(dir) != 0) std::abort();
+  setUp(true);
+}
+
+// Runs text as a whole session on standard input, from a fresh start; returns when the
+// session ends (end of input, BYE, a fatal end or the step budget).
+inline void runSession(const void* text, size_t size) {
+  static FILE* input = nullptr;
+  if (setjmp(escape)) {
+    if (input) std::fclose(input);
+    input = nullptr;
+    return;
+  }
+  lisp->fuzzSteps = 0;  // the prelude counts too
+  if (!lisp->RestartSession()) std::abort();
+  static const char empty = 0;
+  input = fmemopen(const_cast<void*>(size ? text : &empty), size ? size : 1, "rb");
+  if (!input) return;
+  stdin = input;
+  lisp->ReadEvalPrintLoop();  // returns when input cannot be rewritten or parsed
+  std::fclose(input);
+  input = nullptr;
 }
 
 }  // namespace fuzz

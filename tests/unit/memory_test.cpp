@@ -226,6 +226,22 @@ TEST_F(Memory, UnboundGlobalsAreNotFound) {
   EXPECT_EQ(lisp->getFuncval2(lisp->getStringCell("NEVER-DEFINED")), nullptr);
 }
 
+// Takes n elements one at a time and then all at once, from the same starting state, and
+// expects the same state after both; the area's free counter is put back after each.
+template <typename Reset, typename Snapshot, typename TakeOne, typename Burn>
+void expectBurnAsOneByOne(long n, long& freeCounter, Reset reset, Snapshot snapshot,
+                          TakeOne takeOne, Burn burn, const char* what) {
+  long free = freeCounter;
+  reset();
+  for (long k = 0; k < n; k++) takeOne();
+  auto byOne = snapshot();
+  freeCounter = free;
+  reset();
+  burn(n);
+  EXPECT_EQ(snapshot(), byOne) << n << " " << what;
+  freeCounter = free;
+}
+
 // Taking n cells at once leaves the allocator exactly as n getCell calls do: the same cells
 // marked, the same cursor, counter and wrap flag, also across the end of the area and over
 // cells already in use.
@@ -252,15 +268,9 @@ TEST_F(Memory, BurningCellsTakesWhatGetCellWouldTake) {
       s.push_back(static_cast<uint64_t>(lisp->freeCells));
       return s;
     };
-    long free = lisp->freeCells;
-    reset();
-    for (long k = 0; k < n; k++) lisp->getCell();
-    auto byOne = snapshot();
-    lisp->freeCells = free;
-    reset();
-    lisp->burnCells(n);
-    EXPECT_EQ(snapshot(), byOne) << n << " cells";
-    lisp->freeCells = free;
+    expectBurnAsOneByOne(
+        n, lisp->freeCells, reset, snapshot, [&] { lisp->getCell(); },
+        [&](long k) { lisp->burnCells(k); }, "cells");
   }
 }
 
@@ -279,14 +289,8 @@ TEST_F(Memory, BurningIntegersTakesWhatGetIntWouldTake) {
       s.push_back(static_cast<uint64_t>(lisp->freeInts));
       return s;
     };
-    long free = lisp->freeInts;
-    reset();
-    for (long k = 0; k < n; k++) lisp->getInt(0);
-    auto byOne = snapshot();
-    lisp->freeInts = free;
-    reset();
-    lisp->burnInts(n);
-    EXPECT_EQ(snapshot(), byOne) << n << " integers";
-    lisp->freeInts = free;
+    expectBurnAsOneByOne(
+        n, lisp->freeInts, reset, snapshot, [&] { lisp->getInt(0); },
+        [&](long k) { lisp->burnInts(k); }, "integers");
   }
 }
