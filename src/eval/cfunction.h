@@ -80,6 +80,8 @@ class cfunction : public cprint {
   }
   _cell* tmember(_cell* x, _cell* list);
   _cell* jcons(_cell* a, _cell* d);
+  // The list of items[0..n) in front of tail, its conses taken from the last item's on.
+  _cell* listOnto(_cell* const* items, long n, _cell* tail);
   _cell* jnth(long n, _cell* list);
   _cell* jprenth(long n, _cell* list);
 

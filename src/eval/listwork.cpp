@@ -265,6 +265,11 @@ _cell* cfunction::tmember(_cell* x, _cell* list) {
   return NILCell;
 }
 
+_cell* cfunction::listOnto(_cell* const* items, long n, _cell* tail) {
+  for (long k = n - 1; k >= 0; k--) tail = jcons(items[k], tail);
+  return tail;
+}
+
 _cell* cfunction::jcons(_cell* a, _cell* d) {
   _cell* c = getCell();
   c->car = a;

@@ -109,11 +109,5 @@ _cell* cfunction::mapcarStandIn(_symval* frame, long n) {
   if (toTheEnd) dropValues(TCell);  // the last call's (ATOM A)
   touchFrame(frame);
   frame[1].value = list;
-  for (long k = done - 1; k >= 0; k--) {
-    _cell* c = getCell();
-    c->car = results[k];
-    c->cdr = tail;
-    tail = c;
-  }
-  return tail;
+  return listOnto(results, done, tail);
 }

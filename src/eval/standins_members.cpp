@@ -330,20 +330,8 @@ __attribute__((noinline)) _cell* cfunction::removeStandIn(_symval* frame, long n
 _cell* cfunction::makeKept(const std::vector<_cell*>& kept, _cell* tail, bool listed) {
   long k = static_cast<long>(kept.size());
   if (k == 0) return tail;
-  _cell* r = tail;
-  if (listed) {
-    r = getCell();
-    r->car = kept[k - 1];
-    r->cdr = NILCell;
-    k--;
-  }
-  for (long i = k - 1; i >= 0; i--) {
-    _cell* c = getCell();
-    c->car = kept[i];
-    c->cdr = r;
-    r = c;
-  }
-  return r;
+  if (listed) tail = listOnto(&kept[--k], 1, NILCell);
+  return listOnto(kept.data(), k, tail);
 }
 
 // ASSOC recurses through itself with APPLY, one level per entry looked at. With no test
