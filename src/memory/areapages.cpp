@@ -2,14 +2,12 @@
 
 #include <sys/mman.h>
 
-#include <cstdint>
-#include <cstdio>
-#include <cstdlib>
-#include <cstring>
 #include <algorithm>
+#include <cstdint>
+#include <cstring>
 
-#include "memory/cmemory.h"
 #include "memory/largepages.h"
+#include "memory/markbits.h"
 
 #ifndef MREMAP_DONTUNMAP
 #define MREMAP_DONTUNMAP 4
