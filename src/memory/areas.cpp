@@ -62,13 +62,19 @@ long countPortably(const uint64_t* w, long n) {
 const bool hasPopcnt = __builtin_cpu_supports("popcnt");
 }  // namespace
 
-long MarkBits::count() const {
-  long n = (size + 63) >> 6;
+namespace {
+long wordsBelow(long below, long size) {
+  return ((below < 0 || below > size ? size : below) + 63) >> 6;
+}
+}  // namespace
+
+long MarkBits::count(long below) const {
+  long n = wordsBelow(below, size);
   return hasPopcnt ? countWithInstruction(words, n) : countPortably(words, n);
 }
 
-void MarkBits::clear() {
-  std::memset(words, 0, sizeof(uint64_t) * static_cast<size_t>((size + 63) >> 6));
+void MarkBits::clear(long below) {
+  std::memset(words, 0, sizeof(uint64_t) * static_cast<size_t>(wordsBelow(below, size)));
 }
 
 namespace {
@@ -205,6 +211,11 @@ void cmemory::ResetAreas() {
   numCursor = 0;
   freeNums = kNumbers;
   intBits.clear();
+  // The other bitmaps are only cleared up to the extents, which start again from nothing.
+  for (MarkBits* b : {&stable.cells.bits, &stable.nums.bits, &stable.ints.bits, &scratchBits,
+                      &checkNums, &checkInts}) {
+    if (b->words) b->clear();
+  }
   intCursor = 0;
   freeInts = kIntegers;
   std::memset(static_cast<void*>(gvBase), 0, sizeof(_symval) * static_cast<size_t>(gvTop));

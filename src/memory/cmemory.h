@@ -377,13 +377,18 @@ class cmemory : public ctextproc {
   std::vector<_cell*> envHolders;
   // Drops the frames of the closures from index `from` on that `reached` does not hold.
   void sweepEnvHolders(const MarkBits& reached, size_t from);
-  // Marks everything reachable from the roots into these bitmaps (ints and nums optional).
-  void markAll(MarkBits& cells, MarkBits* nums, MarkBits* ints);
   // The marking alone, into bitmaps the caller has cleared; the number of roots visited and
   // conses reached.
   long markFromRoots(MarkBits& cells, MarkBits* nums, MarkBits* ints);
   void markRoots(const RootSpan& span);
   void clearMarks(MarkBits& cells, MarkBits* nums, MarkBits* ints);
+  // No bit of an area's bitmaps lies at or past its extent: until its cursor first wraps
+  // round, elements are only taken below the cursor, and only taken elements are marked.
+  // Clearing, counting and copying bitmaps stop there.
+  static long extentOf(long cursor, long wraps, long size) { return wraps ? size : cursor; }
+  long cellExtent() const { return extentOf(cellCursor, cellWraps, kCells); }
+  long numExtent() const { return extentOf(numCursor, numWraps, kNumbers); }
+  long intExtent() const { return extentOf(intCursor, intWraps, kIntegers); }
   // The collection itself, from the kept marks when they can be used, else in full.
   bool collectFromStableMarks();
   void collectFully();

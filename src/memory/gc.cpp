@@ -11,14 +11,16 @@ void cmemory::gc() {
 #ifdef TSUMUGI_GC_CHECK
   checkAgainstFullMarking();
 #endif
-  long cells = cellBits.count();
-  long nums = numBits.count();
-  long ints = intBits.count();
+  long cells, nums, ints;
   if (stable.valid) {
     // The same numbers without a pass over the bitmaps.
     cells = stable.cells.count + static_cast<long>(stable.cells.upper.size());
     nums = stable.nums.count + static_cast<long>(stable.nums.upper.size());
     ints = stable.ints.count + static_cast<long>(stable.ints.upper.size());
+  } else {
+    cells = cellBits.count(cellExtent());
+    nums = numBits.count(numExtent());
+    ints = intBits.count(intExtent());
   }
   freeCells = kCells - cells;
   freeNums = kNumbers - nums;
@@ -51,17 +53,11 @@ void cmemory::findFreeRegions() {
 
 void cmemory::clearMarks(MarkBits& cells, MarkBits* nums, MarkBits* ints) {
   // Everything free but the symbol cells, which are never reclaimed.
-  cells.clear();
+  cells.clear(cellExtent());
   for (uint32_t i : allSymbols) cells.set(i);
-  if (nums) nums->clear();
-  if (ints) ints->clear();
+  if (nums) nums->clear(numExtent());
+  if (ints) ints->clear(intExtent());
   markedConses = 0;
-}
-
-void cmemory::markAll(MarkBits& cells, MarkBits* nums, MarkBits* ints) {
-  clearMarks(cells, nums, ints);
-  markFromRoots(cells, nums, ints);
-  sweepEnvHolders(cells, 0);
 }
 
 long cmemory::markFromRoots(MarkBits& cells, MarkBits* nums, MarkBits* ints) {

@@ -11,8 +11,9 @@ struct MarkBits {
   // First clear (set) bit in [from, to), or -1.
   long nextClear(long from, long to) const;
   long nextSet(long from, long to) const;
-  long count() const;
-  void clear();
+  // Set bits among the first `below` elements (all of them by default); clearing likewise.
+  long count(long below = -1) const;
+  void clear(long below = -1);
 };
 
 // The number of set bits of x, in line (without the processor's instruction, the compiler's

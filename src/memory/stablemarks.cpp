@@ -35,12 +35,13 @@ void cmemory::collectFully() {
     coverEnvs = true;
     markRoots({0, stable.cellDepth, 0, stable.localDepth, true, false, 0, kAllSymbols});
     coverEnvs = false;
-    std::memcpy(stable.cells.bits.words, cellBits.words, sizeof(uint64_t) * ((kCells + 63) >> 6));
-    std::memcpy(stable.nums.bits.words, numBits.words, sizeof(uint64_t) * ((kNumbers + 63) >> 6));
-    std::memcpy(stable.ints.bits.words, intBits.words, sizeof(uint64_t) * ((kIntegers + 63) >> 6));
-    stable.cells.count = cellBits.count();
-    stable.nums.count = numBits.count();
-    stable.ints.count = intBits.count();
+    // Past the extents both bitmaps are clear: the kept ones only ever copy these.
+    copyWords(stable.cells.bits, cellBits, 0, cellExtent());
+    copyWords(stable.nums.bits, numBits, 0, numExtent());
+    copyWords(stable.ints.bits, intBits, 0, intExtent());
+    stable.cells.count = cellBits.count(cellExtent());
+    stable.nums.count = numBits.count(numExtent());
+    stable.ints.count = intBits.count(intExtent());
     for (_symval** p = ssBase; p < ssTop; p++) {
       if (!*p && p + 1 < ssTop && p[1]) frames.cover(p[1], stable.epoch);
     }
