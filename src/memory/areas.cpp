@@ -265,8 +265,13 @@ void cmemory::burn(MarkBits& bits, long& cursor, long& wraps, long size, AreaPag
     uint64_t take = free;
     long count = bitCount(free);
     if (count > n) {
-      // Only the n lowest free bits: gather them, or drop the others, whichever is fewer.
-      if (n <= count - n) {
+      // Only the n lowest free bits. One run of free bits (the usual case in fresh parts of
+      // the area) is cut at once; otherwise gather them, or drop the others, whichever is
+      // fewer.
+      uint64_t lowest = free & (~free + 1);
+      if (((free + lowest) & free) == 0) {
+        take = free & ((lowest << n) - 1);  // the run has count > n bits, so this fits
+      } else if (n <= count - n) {
         take = 0;
         for (long k = 0; k < n; k++) {
           take |= free & (~free + 1);
