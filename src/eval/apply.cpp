@@ -230,6 +230,7 @@ _cell* cfunction::rplaca(_cell* cons, _cell* value, _symval* frame, long count) 
   if (!consp(cons)) return fail("エラー: コンスではありません", frame, count);
   guardCodeWrite(cons, value);
   touchCell(cons);
+  consWrites++;
   cons->car = value;
   return cons;
 }
@@ -239,6 +240,7 @@ _cell* cfunction::rplacd(_cell* cons, _cell* value, _symval* frame, long count) 
   guardCodeWrite(cons, value);
   touchCell(cons);
   structureWrites++;
+  consWrites++;
   cons->cdr = value;
   return cons;
 }

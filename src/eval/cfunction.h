@@ -118,7 +118,7 @@ class cfunction : public cprint {
   Expansion expand(_cell* args, _symval* record, _symval* callerFrame, long callerCount, long mark);
   // Remembered expansions (eval/expansioncache.h): the call replayed from a remembered one
   // (kDeclined when it cannot be), or expanded while watched and remembered when it may be.
-  _cell* replayExpansion(const RememberedExpansion& e, _cell* args, _symval* record,
+  _cell* replayExpansion(RememberedExpansion& e, _cell* args, _symval* record,
                          _symval* callerFrame, long callerCount);
   _cell* expandWatched(std::vector<uintptr_t>&& key, _cell* args, _symval* record,
                        _symval* callerFrame, long callerCount);
@@ -126,7 +126,7 @@ class cfunction : public cprint {
   struct BodyTook;
   void remember(std::vector<uintptr_t>&& key, _cell* args, const WatchStart& w,
                 const BodyTook& took, _cell* expansion, const std::vector<_cell*>& order);
-  _cell* rebuild(const RememberedExpansion& e);
+  _cell* rebuild(RememberedExpansion& e);
   bool madeWhileWatched(const _cell* atom, const WatchStart& w) const;
   // Seen while a macro body is watched: each form, and each read of a global.
   void noteWatchedForm(_cell* form);
@@ -239,6 +239,7 @@ class cfunction : public cprint {
   _cell* lengthOfChain(_cell* chain, _symval* frame, long count);
   _cell* chainAt(_cell* chain, long k);
   long structureWrites = 0;  // RPLACDs and SET-ARRAYs so far (see library/chainmemo.h)
+  long consWrites = 0;       // RPLACAs, RPLACDs and SET-ARRAYs so far (eval/expansioncache.h)
   ChainMemo chainMemo;
   _cell* tchar(_cell* args, _symval* frame, long count, long mark);
   _cell* coerce(_cell* args, _symval* frame, long count, long mark);

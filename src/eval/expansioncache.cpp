@@ -49,6 +49,7 @@ uint64_t ExpansionCache::hashOf(const std::vector<uintptr_t>& key) {
 void ExpansionCache::clearIfStale(long epoch, long collections) {
   if (epoch == epoch_ && collections == collections_) return;
   entries_.clear();
+  generation_++;
   epoch_ = epoch;
   collections_ = collections;
 }
@@ -64,11 +65,15 @@ RememberedExpansion* ExpansionCache::find(const std::vector<uintptr_t>& key, lon
 }
 
 RememberedExpansion& ExpansionCache::add(std::vector<uintptr_t>&& key) {
-  if (entries_.size() >= kMaxEntries) entries_.clear();
+  if (entries_.size() >= kMaxEntries) {
+    entries_.clear();
+    generation_++;
+  }
   uint64_t h = hashOf(key);
   auto range = entries_.equal_range(h);
   for (auto it = range.first; it != range.second; ++it) {
     if (it->second.key == key) {
+      generation_++;  // its copy's shape may change
       it->second = RememberedExpansion{};
       it->second.key = std::move(key);
       return it->second;
@@ -77,4 +82,44 @@ RememberedExpansion& ExpansionCache::add(std::vector<uintptr_t>&& key) {
   auto it = entries_.emplace(h, RememberedExpansion{});
   it->second.key = std::move(key);
   return it->second;
+}
+
+void ExpansionCache::noteCallSites(RememberedExpansion& e, const std::vector<_cell*>& copy,
+                                   long writes) {
+  for (uint32_t k : e.callSites) {
+    const _cell* args = copy[k];
+    CallSite& site = sites_[(reinterpret_cast<uintptr_t>(args) / sizeof(_cell)) % kSites];
+    site = {args, &e, k, writes, generation_};
+  }
+}
+
+ExpansionCache::CallSite* ExpansionCache::siteOf(const _cell* args, long writes) {
+  CallSite& site = sites_[(reinterpret_cast<uintptr_t>(args) / sizeof(_cell)) % kSites];
+  if (site.args != args || site.writes != writes || site.generation != generation_) return nullptr;
+  return &site;
+}
+
+RememberedExpansion* ExpansionCache::linked(const _cell* args, const _cell* def, long epoch,
+                                            long collections, long writes) {
+  clearIfStale(epoch, collections);
+  CallSite* site = siteOf(args, writes);
+  if (!site) return nullptr;
+  for (const NestedLink& l : site->from->links) {
+    if (l.index == site->index && l.def == def && l.generation == generation_) return l.target;
+  }
+  return nullptr;
+}
+
+void ExpansionCache::link(const _cell* args, const _cell* def, RememberedExpansion* target,
+                          long writes) {
+  CallSite* site = siteOf(args, writes);
+  if (!site) return;
+  for (NestedLink& l : site->from->links) {
+    if (l.index == site->index && l.def == def) {
+      l.target = target;
+      l.generation = generation_;
+      return;
+    }
+  }
+  site->from->links.push_back({site->index, def, target, generation_});
 }

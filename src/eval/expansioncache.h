@@ -23,6 +23,12 @@
 //    the same cells (those that existed before the body ran; the others are garbage);
 //  - cells are only ever reused after a collection: every collection empties the cache, so
 //    no remembered pointer can come to mean another object.
+//
+// A macro call inside a replayed copy has argument forms that are fresh cells, so its key
+// would be walked anew at every replay. Yet they have the shape the remembered copy gives
+// them, as long as nothing has been written into any cons since the copy was made. So each
+// replay notes where its copy holds macro calls, and the expansion such a call found is
+// linked to that place: the next copy's call goes to it without a key.
 #pragma once
 
 #include <cstddef>
@@ -32,6 +38,17 @@
 #include <vector>
 
 #include "memory/cell.h"
+
+struct RememberedExpansion;
+
+// From a macro call in a remembered copy (the index of its argument forms' cell) to the
+// expansion that call found, for the macro definition def.
+struct NestedLink {
+  uint32_t index;
+  const _cell* def;
+  RememberedExpansion* target;
+  long generation;  // of the cache when linked
+};
 
 struct RememberedExpansion {
   std::vector<uintptr_t> key;
@@ -46,6 +63,10 @@ struct RememberedExpansion {
   std::vector<_cell*> cleared;
   long garbageCells = 0, garbageNums = 0, garbageInts = 0;
   long stackUse = 0;  // bytes of native stack the body went down
+  // The copy's cells that hold the argument forms of a call of a macro, and the expansions
+  // those calls found.
+  std::vector<uint32_t> callSites;
+  std::vector<NestedLink> links;
 };
 
 class ExpansionCache {
@@ -56,6 +77,16 @@ class ExpansionCache {
   RememberedExpansion* find(const std::vector<uintptr_t>& key, long epoch, long collections);
   RememberedExpansion& add(std::vector<uintptr_t>&& key);
 
+  // A replay made `copy` (the cells of e in order): its macro calls' argument cells are
+  // noted, as of `writes` destructive writes so far.
+  void noteCallSites(RememberedExpansion& e, const std::vector<_cell*>& copy, long writes);
+  // The expansion linked to a call of def with these argument forms, when they are a noted
+  // place of a copy and nothing has been written into a cons since; else null.
+  RememberedExpansion* linked(const _cell* args, const _cell* def, long epoch, long collections,
+                              long writes);
+  // Links such a place to the expansion its call found.
+  void link(const _cell* args, const _cell* def, RememberedExpansion* target, long writes);
+
   static uintptr_t cellRef(long index) { return static_cast<uintptr_t>(index) * 2 + 1; }
   static bool isCellRef(uintptr_t r) { return r & 1; }
   static long indexOf(uintptr_t r) { return static_cast<long>(r >> 1); }
@@ -63,9 +94,22 @@ class ExpansionCache {
  private:
   static uint64_t hashOf(const std::vector<uintptr_t>& key);
   void clearIfStale(long epoch, long collections);
+  struct CallSite {
+    const _cell* args = nullptr;
+    RememberedExpansion* from = nullptr;
+    uint32_t index = 0;
+    long writes = -1;
+    long generation = -1;
+  };
+  CallSite* siteOf(const _cell* args, long writes);
   std::unordered_multimap<uint64_t, RememberedExpansion> entries_;
   long epoch_ = -1;
   long collections_ = -1;
+  // Changes whenever a remembered expansion is dropped or replaced: links and noted places
+  // made before then point at nothing.
+  long generation_ = 0;
+  static constexpr size_t kSites = 1024;
+  CallSite sites_[kSites];
   std::vector<_cell*> walk_;
   std::vector<_cell*> visited_;
   static constexpr size_t kMaxKey = 4096;

@@ -147,6 +147,16 @@ void cfunction::remember(std::vector<uintptr_t>&& key, _cell* args, const WatchS
   e.cells.reserve(order.size());
   for (_cell* c : order) e.cells.emplace_back(ref(c->car), ref(c->cdr));
   if (!ok) return;
+  // The copy's macro calls: a cons whose car names a macro, with a cons of forms after it.
+  for (const auto& [car, cdr] : e.cells) {
+    if (ExpansionCache::isCellRef(car) || !ExpansionCache::isCellRef(cdr)) continue;
+    _cell* head = reinterpret_cast<_cell*>(car);
+    if (head->type != 's') continue;
+    _symval* rec = getFuncval2(head);
+    if (rec && rec->tag == 'm') {
+      e.callSites.push_back(static_cast<uint32_t>(ExpansionCache::indexOf(cdr)));
+    }
+  }
   e.garbageCells = took.cells;
   e.garbageNums = took.nums;
   e.garbageInts = took.ints;
@@ -176,7 +186,7 @@ void cfunction::remember(std::vector<uintptr_t>&& key, _cell* args, const WatchS
   slot = std::move(e);
 }
 
-_cell* cfunction::rebuild(const RememberedExpansion& e) {
+_cell* cfunction::rebuild(RememberedExpansion& e) {
   rebuilt.resize(e.cells.size());
   for (_cell*& c : rebuilt) c = getCell();
   auto resolve = [&](uintptr_t r) {
@@ -187,10 +197,11 @@ _cell* cfunction::rebuild(const RememberedExpansion& e) {
     rebuilt[i]->car = resolve(e.cells[i].first);
     rebuilt[i]->cdr = resolve(e.cells[i].second);
   }
+  expansions.noteCallSites(e, rebuilt, consWrites);
   return resolve(e.root);
 }
 
-_cell* cfunction::replayExpansion(const RememberedExpansion& e, _cell* args, _symval* record,
+_cell* cfunction::replayExpansion(RememberedExpansion& e, _cell* args, _symval* record,
                                   _symval* callerFrame, long callerCount) {
   if (!shortcutMayRun(e.garbageCells + static_cast<long>(e.cells.size()), e.garbageNums,
                       e.garbageInts) ||
