@@ -257,6 +257,15 @@ void cmemory::burn(MarkBits& bits, long& cursor, long& wraps, long size, AreaPag
       n--;
       continue;
     }
+    if ((cursor & 63) == 0 && n >= 64 && bits.words[w] == 0) {
+      // Whole free words, short of the one where the cursor wraps round.
+      while (n >= 64 && ((w + 1) << 6) < size - 1 && bits.words[w] == 0) {
+        bits.words[w++] = ~uint64_t{0};
+        n -= 64;
+      }
+      cursor = w << 6;
+      continue;
+    }
     uint64_t free = ~bits.words[w] & (~uint64_t{0} << (cursor & 63));
     if (!free) {
       cursor = (w + 1) << 6;

@@ -274,27 +274,30 @@ TEST_F(Memory, BurningCellsTakesWhatGetCellWouldTake) {
   }
 }
 
-// Runs of free cells, which a burn cuts without going bit by bit: starting anywhere in a
-// word, ending anywhere, and stopping short of a cell in use.
+// Runs of free cells and wholly free words, which a burn takes without going bit by bit:
+// starting anywhere in a word, ending anywhere, and stopping short of a cell in use.
 TEST_F(Memory, BurningCellsThroughFreeRunsTakesWhatGetCellWouldTake) {
-  const long from = 1000000;
-  for (long start : {0L, 13L, 63L}) {
-    for (long n = 1; n <= 140; n++) {
-      auto reset = [&] {
-        for (long w = (from >> 6); w < (from >> 6) + 8; w++) lisp->cellBits.words[w] = 0;
-        for (long used : {40L, 41L, 100L, 190L}) lisp->cellBits.set(from + used);
-        lisp->cellCursor = from + start;
-      };
-      auto snapshot = [&] {
-        std::vector<uint64_t> s(lisp->cellBits.words + (from >> 6),
-                                lisp->cellBits.words + (from >> 6) + 8);
-        s.push_back(static_cast<uint64_t>(lisp->cellCursor));
-        s.push_back(static_cast<uint64_t>(lisp->freeCells));
-        return s;
-      };
-      expectBurnAsOneByOne(
-          n, lisp->freeCells, reset, snapshot, [&] { lisp->getCell(); },
-          [&](long k) { lisp->burnCells(k); }, "cells in runs");
+  const long from = 1000000;  // the start of a word
+  const std::vector<std::vector<long>> layouts = {{40, 41, 100, 190}, {300, 301, 450}};
+  for (const auto& inUse : layouts) {
+    for (long start : {0L, 13L, 63L}) {
+      for (long n = 1; n <= 480; n++) {
+        auto reset = [&] {
+          for (long w = (from >> 6); w < (from >> 6) + 16; w++) lisp->cellBits.words[w] = 0;
+          for (long used : inUse) lisp->cellBits.set(from + used);
+          lisp->cellCursor = from + start;
+        };
+        auto snapshot = [&] {
+          std::vector<uint64_t> s(lisp->cellBits.words + (from >> 6),
+                                  lisp->cellBits.words + (from >> 6) + 16);
+          s.push_back(static_cast<uint64_t>(lisp->cellCursor));
+          s.push_back(static_cast<uint64_t>(lisp->freeCells));
+          return s;
+        };
+        expectBurnAsOneByOne(
+            n, lisp->freeCells, reset, snapshot, [&] { lisp->getCell(); },
+            [&](long k) { lisp->burnCells(k); }, "cells in runs");
+      }
     }
   }
 }
