@@ -13,20 +13,51 @@
 #define MREMAP_DONTUNMAP 4
 #endif
 
+namespace {
+void* mapAnonymous(size_t bytes) {
+  void* p = mmap(nullptr, bytes, PROT_READ | PROT_WRITE,
+                 MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
+  return p == MAP_FAILED ? nullptr : p;
+}
+
+char* alignUp(void* p, size_t to) {
+  return reinterpret_cast<char*>((reinterpret_cast<uintptr_t>(p) + to - 1) & ~(uintptr_t{to} - 1));
+}
+
+// Exactly `bytes` of address space, starting on a boundary of `to` when a stretch that much
+// longer can be had for a moment (the excess is given back at once); else anywhere.
+char* mapExactAligned(size_t bytes, size_t to) {
+  if (void* p = mapAnonymous(bytes + to)) {
+    char* start = alignUp(p, to);
+    char* end = static_cast<char*>(p) + bytes + to;
+    if (start > p) munmap(p, static_cast<size_t>(start - static_cast<char*>(p)));
+    if (end > start + bytes) munmap(start + bytes, static_cast<size_t>(end - (start + bytes)));
+    return start;
+  }
+  return static_cast<char*>(mapAnonymous(bytes));
+}
+}  // namespace
+
 void* AreaPages::reserve(long n, size_t elemSize, bool align) {
   size_t bytes = static_cast<size_t>(n) * elemSize;
   size_t regions = (bytes + kRegion - 1) / kRegion;
-  // With one region more, the area can start on a region boundary and have large pages.
-  size_t mapped = align ? (regions + 1) * kRegion : bytes;
-  void* p = mmap(nullptr, mapped, PROT_READ | PROT_WRITE,
-                 MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
-  if (p == MAP_FAILED) return nullptr;
-  uintptr_t aligned = (reinterpret_cast<uintptr_t>(p) + kRegion - 1) & ~(uintptr_t{kRegion} - 1);
-  base_ = align ? reinterpret_cast<char*>(aligned) : static_cast<char*>(p);
-  wholeRegions_ = align ? static_cast<long>(regions) : static_cast<long>(bytes / kRegion);
+  if (align) {
+    // With one region more, the area starts on a region boundary.
+    void* p = mapAnonymous((regions + 1) * kRegion);
+    if (!p) return nullptr;
+    base_ = alignUp(p, kRegion);
+    wholeRegions_ = static_cast<long>(regions);
+  } else {
+    base_ = mapExactAligned(bytes, kRegion);
+    if (!base_) return nullptr;
+    wholeRegions_ = static_cast<long>(bytes / kRegion);
+  }
   elems_ = n;
   elemSize_ = elemSize;
-  if (align) adviseLargePages(base_, regions * kRegion);
+  // Large pages fit where the regions lie on boundaries of their size.
+  if ((reinterpret_cast<uintptr_t>(base_) & (kRegion - 1)) == 0) {
+    adviseLargePages(base_, static_cast<size_t>(wholeRegions_) * kRegion);
+  }
   resident_.assign(regions, 0);
   donor_.assign(regions, 0);
   return base_;
