@@ -118,8 +118,8 @@ class cfunction : public cprint {
   Expansion expand(_cell* args, _symval* record, _symval* callerFrame, long callerCount, long mark);
   // Remembered expansions (eval/expansioncache.h): the call replayed from a remembered one
   // (kDeclined when it cannot be), or expanded while watched and remembered when it may be.
-  _cell* replayExpansion(RememberedExpansion& e, _cell* args, _symval* record,
-                         _symval* callerFrame, long callerCount);
+  _cell* replayExpansion(RememberedExpansion& e, _cell* args, _symval* record, _symval* callerFrame,
+                         long callerCount);
   _cell* expandWatched(std::vector<uintptr_t>&& key, _cell* args, _symval* record,
                        _symval* callerFrame, long callerCount);
   struct WatchStart;
@@ -241,6 +241,7 @@ class cfunction : public cprint {
   long structureWrites = 0;  // RPLACDs and SET-ARRAYs so far (see library/chainmemo.h)
   long consWrites = 0;       // RPLACAs, RPLACDs and SET-ARRAYs so far (eval/expansioncache.h)
   ChainMemo chainMemo;
+  StepMemo stepMemo;  // NTH and NTHCDR (eval/standins_lists.cpp)
   _cell* tchar(_cell* args, _symval* frame, long count, long mark);
   _cell* coerce(_cell* args, _symval* frame, long count, long mark);
   _cell* StringEqual(_cell* a, _cell* b);
@@ -354,8 +355,8 @@ class cfunction : public cprint {
   _cell* gethashStandIn(_symval* frame, long n);
   _cell* setfHashStandIn(_symval* frame, long n);
   _cell* hashTableCountStandIn(_symval* frame, long n);
-  _cell* stepDown(_cell* list, long k, long fixedCells, long& steps);
-  void takeSteps(_cell* list, _cell* p, long cells, long steps);
+  _cell* stepDown(_cell* list, long k, long fixedCells, long& steps, _cell*& from);
+  void takeSteps(_cell* list, _cell* from, _cell* p, long cells, long steps);
   _cell* nthStandIn(_symval* frame, long n);
   _cell* nthcdrStandIn(_symval* frame, long n);
   _cell* reverseStandIn(_symval* frame, long n);

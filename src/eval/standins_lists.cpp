@@ -243,23 +243,35 @@ _cell* cfunction::hashTableCountStandIn(_symval* frame, long n) {
 
 // The loops of NTH and NTHCDR: k steps down the list (to its end when k is negative or the
 // list is shorter), each taking a cell and an integer besides the loop's fixed cells; null
-// when the free elements could not pay for them.
-_cell* cfunction::stepDown(_cell* list, long k, long fixedCells, long& steps) {
+// when the free elements could not pay for them. The walk starts where the last one on the
+// same list ended when it did not go past k (see library/chainmemo.h); `from` is where it
+// started.
+_cell* cfunction::stepDown(_cell* list, long k, long fixedCells, long& steps, _cell*& from) {
   long limit = std::min(freeCells - kReserve - fixedCells, freeInts - kReserve);
+  stepMemo.refresh(structureWrites, collections, valueSets, fastPathsOn);
   _cell* p = list;
+  if (list == stepMemo.list && (k < 0 || k >= stepMemo.index)) {
+    p = stepMemo.at;
+    steps = stepMemo.index;
+  }
+  from = p;
   for (; consp(p) && !(k >= 0 && steps == k); p = p->cdr) {
     if (++steps > limit) return nullptr;
   }
   return p;
 }
 
-// What the loop's steps from list to p leave: the links they took with CDR lose their values,
-// cells and one integer a step are taken, and the loop's GO is spent.
-void cfunction::takeSteps(_cell* list, _cell* p, long cells, long steps) {
-  for (_cell* q = list; q != p; q = q->cdr) dropValues(q->cdr);
+// What the loop's steps from `from` to p leave (those before `from` left it last time):
+// the links they took with CDR lose their values, cells and one integer a step are taken,
+// and the loop's GO is spent.
+void cfunction::takeSteps(_cell* list, _cell* from, _cell* p, long cells, long steps) {
+  for (_cell* q = from; q != p; q = q->cdr) dropValues(q->cdr);
   burnCells(cells);
   burnInts(steps);
   GoSymbol = nullptr;
+  stepMemo.list = list;
+  stepMemo.index = steps;
+  stepMemo.at = p;
 }
 
 // (NTH n list): n steps down the list, each with a (1- N).
@@ -270,10 +282,11 @@ _cell* cfunction::nthStandIn(_symval* frame, long n) {
   if (index->type != 'i') return kDeclined;
   long k = ival(index);
   long steps = 0;
-  _cell* p = stepDown(list, k, kNthLoop + kReturnCar, steps);
+  _cell* from = nullptr;
+  _cell* p = stepDown(list, k, kNthLoop + kReturnCar, steps, from);
   if (!p || !shortcutMayRun(kNthLoop + steps + kReturnCar, 0, steps)) return kDeclined;
   bool inRange = consp(p);
-  takeSteps(list, p, kNthLoop + steps + (inRange ? kReturnCar : kReturnVariable), steps);
+  takeSteps(list, from, p, kNthLoop + steps + (inRange ? kReturnCar : kReturnVariable), steps);
   if (!inRange) return NILCell;
   dropValues(p->car);
   return p->car;
@@ -288,9 +301,10 @@ _cell* cfunction::nthcdrStandIn(_symval* frame, long n) {
   long k = ival(index);
   if (k < 0) return NILCell;
   long steps = 0;
-  _cell* p = stepDown(list, k, kNthcdrLoop + kReturnVariable, steps);
+  _cell* from = nullptr;
+  _cell* p = stepDown(list, k, kNthcdrLoop + kReturnVariable, steps, from);
   if (!p || !shortcutMayRun(kNthcdrLoop + steps + kReturnVariable, 0, steps)) return kDeclined;
-  takeSteps(list, p, kNthcdrLoop + steps + kReturnVariable, steps);
+  takeSteps(list, from, p, kNthcdrLoop + steps + kReturnVariable, steps);
   return steps == k ? p : NILCell;
 }
 

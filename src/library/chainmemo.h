@@ -33,3 +33,26 @@ struct ChainMemo {
     walked = nullptr;
   }
 };
+
+// NTH and NTHCDR walk the same way, k steps from the head, and a loop that reads element i
+// at turn i walks about n * n cells. Their definitions' steps also clear the multiple values
+// of each link they follow with CDR, so the last walk is trusted only while, besides the
+// list's structure, no cell can have been given multiple values since: every cell on the
+// remembered stretch had none after that walk.
+struct StepMemo {
+  long writes = -1;
+  long collections = -1;
+  long valueSets = -1;
+  const _cell* list = nullptr;
+  long index = 0;       // steps taken from the head
+  _cell* at = nullptr;  // where they ended
+
+  void refresh(long nowWrites, long nowCollections, long nowValueSets, bool keep) {
+    if (keep && nowWrites == writes && nowCollections == collections && nowValueSets == valueSets)
+      return;
+    writes = nowWrites;
+    collections = nowCollections;
+    valueSets = nowValueSets;
+    list = nullptr;
+  }
+};

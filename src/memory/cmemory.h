@@ -297,6 +297,7 @@ class cmemory : public ctextproc {
   MarkBits cellBits;
   int wrapped = 0;
   long collections = 0;  // collections run so far
+  long valueSets = 0;    // times multiple values were put on a cell (see library/chainmemo.h)
   long freeCells = 0;
 
   char* strBase = nullptr;
@@ -385,10 +386,18 @@ class cmemory : public ctextproc {
   // No bit of an area's bitmaps lies at or past its extent: until its cursor first wraps
   // round, elements are only taken below the cursor, and only taken elements are marked.
   // Clearing, counting and copying bitmaps stop there.
-  static long extentOf(long cursor, long wraps, long size) { return wraps ? size : cursor; }
-  long cellExtent() const { return extentOf(cellCursor, cellWraps, kCells); }
-  long numExtent() const { return extentOf(numCursor, numWraps, kNumbers); }
-  long intExtent() const { return extentOf(intCursor, intWraps, kIntegers); }
+  static long extentOf(long cursor, long wraps, long size) {
+    return wraps ? size : cursor;
+  }
+  long cellExtent() const {
+    return extentOf(cellCursor, cellWraps, kCells);
+  }
+  long numExtent() const {
+    return extentOf(numCursor, numWraps, kNumbers);
+  }
+  long intExtent() const {
+    return extentOf(intCursor, intWraps, kIntegers);
+  }
   // The collection itself, from the kept marks when they can be used, else in full.
   bool collectFromStableMarks();
   void collectFully();

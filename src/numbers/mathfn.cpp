@@ -381,6 +381,7 @@ _cell* cfunction::floorValues(_cell* v) {
       break;
   }
   touchCell(q);
+  valueSets++;
   q->values = list2(q, r);
   return q;
 }
