@@ -379,6 +379,22 @@ class cfunction : public cprint {
   _cell* removeStandIn(_symval* frame, long n);
   _cell* makeKept(const std::vector<_cell*>& kept, _cell* tail, bool listed);
   _cell* assocStandIn(_symval* frame, long n);
+  // SORT (eval/standins_sort.cpp): a run counts what the levels take, or takes it.
+  struct SortRun {
+    bool taking = false;
+    long cells = 0;  // counted, or (taking) not yet burned
+    long ints = 0;
+    long depth = 0;
+    void garbage(long k) { cells += k; }
+    void flush(cmemory& m) {
+      m.burnCells(cells);
+      cells = 0;
+    }
+  };
+  void registerSortStandIn();
+  _cell* sortLevel(SortRun& run, const std::vector<_cell*>& in, _cell* kep, bool live,
+                   std::vector<_cell*>& sorted, long depth);
+  _cell* sortStandIn(_symval* frame, long n);
   // MAPCAR over one list (eval/standins_maps.cpp).
   struct MapcarCode {
     _cell* def = nullptr;

@@ -88,6 +88,7 @@ enum StandIn : uint8_t {
   kStandInMember,  // eval/standins_members.cpp, as REMOVE and ASSOC
   kStandInRemove,
   kStandInAssoc,
+  kStandInSort,  // eval/standins_sort.cpp
   kStandInCount
 };
 

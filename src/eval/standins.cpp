@@ -73,6 +73,7 @@ const StandInName kStandIns[] = {
     {"MEMBER", kStandInMember},
     {"REMOVE", kStandInRemove},
     {"ASSOC", kStandInAssoc},
+    {"SORT", kStandInSort},
 };
 }  // namespace
 
@@ -89,6 +90,7 @@ void cfunction::registerStandIns() {
   }
   registerListStandIns();
   registerMemberStandIns();
+  registerSortStandIn();
 }
 
 _cell* cfunction::runStandIn(unsigned id, _symval* frame, long n) {
@@ -166,6 +168,8 @@ _cell* cfunction::runStandIn(unsigned id, _symval* frame, long n) {
       return removeStandIn(frame, n);
     case kStandInAssoc:
       return assocStandIn(frame, n);
+    case kStandInSort:
+      return sortStandIn(frame, n);
     default:
       return kDeclined;
   }
