@@ -168,7 +168,7 @@ __attribute__((noinline)) _cell* cfunction::values(_cell* args, _symval* frame, 
 _cell* cfunction::becomeValues(_cell* result, _cell* list) {
   _cell* first = list->car;
   touchCell(result);  // made before the evaluation
-  valueSets++;
+  notePutValues(result);
   result->values = list;
   result->type = first->type;
   result->sub = first->sub;

@@ -194,7 +194,10 @@ void cfunction::markDefinition(_cell* def) {
 }
 
 void cfunction::noteCodeWrite(const _cell* target, _cell* value) {
-  if (target->spare & kPreludeCode) standInsTrusted = false;
+  if (target->spare & kPreludeCode) {
+    standInsTrusted = false;
+    preludeCodeAlone = false;
+  }
   // What is written into code becomes code.
   markDefinition(value);
 }

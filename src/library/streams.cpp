@@ -196,7 +196,7 @@ size_t lineLength(bool crEnds, bool* terminated) {
 
 _cell* cmemory::lineResult(_cell* str, _cell* flag) {
   touchCell(str);
-  valueSets++;
+  notePutValues(str);
   str->values = list2(str, flag);
   return str;
 }

@@ -131,7 +131,10 @@ void AreaPages::afterCollection(const MarkBits& inUse, long cursor, long reached
   long busyFrom = regionOf(cursor);
   long busyTo = readyEnd > cursor ? regionOf(readyEnd - 1) : busyFrom;
   for (long r = 0; r < static_cast<long>(resident_.size()); r++) {
-    if (!resident_[r] || r >= wholeRegions_ || (r >= busyFrom && r <= busyTo)) continue;
+    if (!resident_[r] || r >= wholeRegions_ || (r >= busyFrom && r <= busyTo) ||
+        firstElem(r) < keptBelow_) {
+      continue;
+    }
     // Every element that has a byte in the region must be free.
     long from = firstElem(r);
     long to = static_cast<long>(((r + 1) * kRegion - 1) / elemSize_) + 1;

@@ -31,6 +31,8 @@ class AreaPages {
   // After a marking that reached `reached` cells: the regions with no element in use, but
   // for those the allocator is about to fill, become donors.
   void afterCollection(const MarkBits& inUse, long cursor, long reached);
+  // The regions that hold any of the first n elements never give their memory away.
+  void keepRegionsBelow(long n) { keptBelow_ = n; }
   // Clears the bits of every region that has memory. Only these can hold a reachable
   // element (a region gives its memory away only when none of its elements is reachable,
   // and elements are only taken where memory was prepared), so a bitmap that only ever
@@ -64,6 +66,7 @@ class AreaPages {
   static constexpr long kFewRegions = 8;
   static constexpr long kCellsPerRegionOfZeroing = 20000;
   static constexpr long kMaxPatience = 256;
+  long keptBelow_ = 0;
   bool searchPaid_ = false;  // the last search found more than its marking cost
   bool moving_ = true;       // off when the system cannot move pages
   bool wrapPending_ = false;

@@ -197,6 +197,10 @@ void cmemory::IncStaticStack(_symval* frame, long count) {
 
 void cmemory::ResetAreas() {
   collections++;  // every element is free again: what is remembered by address is forgotten
+  preludeCells = -1;
+  preludeCodeAlone = true;
+  cellPages.keepRegionsBelow(0);
+  intPages.keepRegionsBelow(0);
   cellBits.clear();
   cellCursor = 0;
   wrapped = 0;

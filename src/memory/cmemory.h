@@ -241,6 +241,10 @@ class cmemory : public ctextproc {
   // At a point where a collection could run: marks into a scratch bitmap when the cell
   // area's memory wants regions to reuse (see AreaPages); changes nothing visible.
   void findFreeRegions();
+  // Whether the last search for free regions found c reachable.
+  bool foundReachable(const _cell* c) const {
+    return regionBits.words && regionBits.get(c - cellBase);
+  }
 
   // Parser.
   _cell* readFromString(const char* text);
@@ -298,6 +302,20 @@ class cmemory : public ctextproc {
   int wrapped = 0;
   long collections = 0;  // collections run so far
   long valueSets = 0;    // times multiple values were put on a cell (see library/chainmemo.h)
+  // The prelude's cells: those below this index when it had been loaded (or -1). While
+  // nothing made since hangs off them (by multiple values, a captured frame or a write into
+  // its code), everything reachable from the prelude's code is in the prelude's own regions,
+  // and the search for free regions need not go through it.
+  long preludeCells = -1;
+  bool preludeCodeAlone = true;
+  void notePreludeCell(const _cell* c) {
+    if (c - cellBase < preludeCells) preludeCodeAlone = false;
+  }
+  // Before multiple values are put on c.
+  void notePutValues(const _cell* c) {
+    valueSets++;
+    notePreludeCell(c);
+  }
   long freeCells = 0;
 
   char* strBase = nullptr;
@@ -412,6 +430,7 @@ class cmemory : public ctextproc {
   bool logging = false;
   // While set, the frames of the closures the marking meets are covered (see StableMarks).
   bool coverEnvs = false;
+  bool skipPreludeCode = false;  // the marking does not go into the prelude's code
   void markCell(long i) {
     if (logging) {
       if (markCells->get(i)) return;

@@ -44,7 +44,9 @@ void cmemory::findFreeRegions() {
   }
   cellPages.clearResident(regionBits);
   intPages.clearResident(regionIntBits);
+  skipPreludeCode = preludeCodeAlone && preludeCells > 0;
   markFromRoots(regionBits, nullptr, &regionIntBits);
+  skipPreludeCode = false;
   sweepEnvHolders(regionBits, 0);
   stable.holders = 0;  // the sweep may have moved closures into the kept prefix
   cellPages.afterCollection(regionBits, cellCursor, markedConses);
@@ -120,6 +122,10 @@ void cmemory::Disable(_cell* root) {
           if (markCells->get(idx)) break;
           markCell(idx);
           markedConses++;
+          if (skipPreludeCode && (x->spare & kPreludeCode)) {
+            x = nullptr;  // all it reaches lies in regions that are kept anyway
+            break;
+          }
           if (x->values) markStack.push_back(x->values);
           if (coverEnvs && x->env) frames.cover(x->env, stable.epoch);
           for (long i = x->env ? x->envCount - 1 : -1; i >= 0; i--) {
@@ -145,6 +151,7 @@ void cmemory::Disable(_cell* root) {
 
 void cmemory::captureFrame(_cell* lambda, _symval* f, long count) {
   touchCell(lambda);
+  if (f) notePreludeCell(lambda);
   if (lambda->env != f) {
     frames.incref(f);
     frames.decref(lambda->env);

@@ -381,7 +381,7 @@ _cell* cfunction::floorValues(_cell* v) {
       break;
   }
   touchCell(q);
-  valueSets++;
+  notePutValues(q);
   q->values = list2(q, r);
   return q;
 }

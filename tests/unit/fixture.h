@@ -37,6 +37,18 @@ class Interp : public ::testing::Test {
   std::unique_ptr<clisp> lisp;
 };
 
+// An interpreter that has loaded the prelude, and evaluates text as the loop does.
+class PreludeSession : public Interp {
+ protected:
+  void SetUp() override {
+    Interp::SetUp();
+    ::testing::internal::CaptureStdout();
+    lisp->StartSession();
+    ::testing::internal::GetCapturedStdout();
+  }
+  _cell* evaluate(const std::string& text) { return lisp->evalTopForm(read(text), nullptr, 0); }
+};
+
 // Runs body with standard output sent to standard error, for death tests that check a
 // message the interpreter prints on standard output.
 #define STDOUT_TO_STDERR(body) \

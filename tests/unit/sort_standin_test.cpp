@@ -28,16 +28,8 @@ std::ostream& operator<<(std::ostream& out, const Outcome& o) {
   return out;
 }
 
-class SortStandIn : public Interp {
+class SortStandIn : public PreludeSession {
  protected:
-  void SetUp() override {
-    Interp::SetUp();
-    ::testing::internal::CaptureStdout();
-    lisp->StartSession();
-    ::testing::internal::GetCapturedStdout();
-  }
-  _cell* evaluate(const std::string& text) { return lisp->evalTopForm(read(text), nullptr, 0); }
-
   std::vector<uint64_t> words(const MarkBits& bits, long from, long to) {
     return std::vector<uint64_t>(bits.words + (from >> 6), bits.words + (to >> 6) + 1);
   }
