@@ -51,8 +51,8 @@ inline bool cfunction::startStep(_symval* frame, long count) {
 #ifdef TSUMUGI_STRESS
   stressStep();
 #endif
-  if (__builtin_expect(freeCells <= 999 || freeNums <= 999 || freeInts <= 999 ||
-                           wantsDonors() || InterruptRequested(),
+  if (__builtin_expect(freeCells <= 999 || freeNums <= 999 || freeInts <= 999 || wantsDonors() ||
+                           InterruptRequested(),
                        0)) {
     if (!stepChores(frame, count)) return false;
   }

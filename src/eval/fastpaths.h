@@ -99,5 +99,15 @@ inline unsigned standInOf(const _cell* def) {
   return (def->spare & kStandInMask) >> kStandInShift;
 }
 
+// Native stack one level of an interpreted recursion may take, given its size in a plain
+// build: instrumented builds have much larger frames.
+constexpr long levelStack(long plainBytes) {
+#if defined(__SANITIZE_ADDRESS__)
+  return 8 * plainBytes;
+#else
+  return plainBytes;
+#endif
+}
+
 // What a stand-in returns when it leaves the call to the definition itself.
 extern _cell* const kDeclined;

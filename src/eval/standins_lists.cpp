@@ -5,47 +5,29 @@
 // the macro body makes, then a copy of the expansion, which is evaluated. Those cells are
 // garbage as soon as the call ends, so a stand-in takes them with burnCells, in the order the
 // definition takes them, and builds what stays reachable with the very primitives the
-// definition reaches. The counts below follow from the prelude's code:
-//  - (LOOP f...) whose body forms hold S conses: 14 cells for the macro's work (its LIST and
-//    two APPEND1 calls), 10 + S for the copy of (PROG () LABEL f... (GO LABEL)); PROG makes
-//    (BLOCK NIL (PROG** () LABEL f... (GO LABEL))), 13 + S cells for the work and as many
-//    for the copy: 50 + 3S in all.
-//  - (RETURN form) where form holds s conses: (RETURN-FROM NIL form) built, 3 + s cells,
-//    then copied.
-//  - (1- n) on an integer: one cell and one integer.
+// definition reaches. The counts follow from the prelude's code: LOOP's and RETURN's are
+// worked out in eval/macrocosts.h; (1- n) on an integer takes one cell and one integer.
 #include <algorithm>
 
 #include "eval/cfunction.h"
 #include "eval/fastpaths.h"
+#include "eval/macrocosts.h"
 
 namespace {
-constexpr long loopCells(long bodyConses) {
-  return 50 + 3 * bodyConses;
-}
-constexpr long returnCells(long formConses) {
-  return 2 * (3 + formConses);
-}
-// The conses of the LOOP bodies of the definitions.
-constexpr long kGethashLoop = loopCells(44);
-constexpr long kSetfHashLoop = loopCells(65);
-constexpr long kNthLoop = loopCells(27);
-constexpr long kNthcdrLoop = loopCells(24);
+// The LOOPs of the definitions: four forms each, holding this many conses.
+constexpr long kGethashLoop = loopCells(4, 44);
+constexpr long kSetfHashLoop = loopCells(4, 65);
+constexpr long kNthLoop = loopCells(4, 27);
+constexpr long kNthcdrLoop = loopCells(4, 24);
 // (RETURN (VALUES NIL NIL)), (RETURN (VALUES (CDR (CAR INS)) T)), (RETURN (CAR X)) and
 // (RETURN X), (RETURN NIL) or (RETURN VAL).
 constexpr long kReturnValuesNil = returnCells(3);
 constexpr long kReturnValuesFound = returnCells(7);
 constexpr long kReturnCar = returnCells(2);
 constexpr long kReturnVariable = returnCells(0);
-// One level of REVERSE on a cons: (APPEND (REVERSE (CDR X)) (CONS (CAR X) NIL)) makes 4 cells
-// and its copy 14; the inner (APPEND (CONS (CAR X) NIL)) is its argument, copied: 5.
-constexpr long kReverseLevelGarbage = 4 + 14 + 5;
 // Native stack one level of the interpreted REVERSE or LAST may take, with a wide margin
 // (instrumented builds have much larger frames).
-#if defined(__SANITIZE_ADDRESS__)
-constexpr long kLevelStack = 128 * 1024;
-#else
-constexpr long kLevelStack = 16 * 1024;
-#endif
+constexpr long kLevelStack = levelStack(16 * 1024);
 // The room kept for the collector's reserve beyond what a stand-in takes.
 constexpr long kReserve = 1000;
 
@@ -319,7 +301,7 @@ _cell* cfunction::reverseStandIn(_symval* frame, long n) {
   long m = chainLength(list);
   if (m < 0 || LastCell(list)->cdr != NILCell) return kDeclined;
   if (m > (1L << 20)) return kDeclined;
-  long garbage = kReverseLevelGarbage * m + m * (m - 1) / 2;
+  long garbage = reverseGarbage(m);
   if (!shortcutMayRun(garbage + m, 0, 0) ||
       !StackRoomAtLeast(kShortcutStackMargin + m * kLevelStack)) {
     return kDeclined;

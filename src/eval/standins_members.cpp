@@ -16,17 +16,14 @@
 
 #include "eval/cfunction.h"
 #include "eval/fastpaths.h"
+#include "eval/macrocosts.h"
 
 namespace {
 // Native stack one level of an interpreted recursion (MEMBER's, APPEND1's) may take, with a
 // wide margin (instrumented builds have much larger frames).
-#if defined(__SANITIZE_ADDRESS__)
-constexpr long kLevelStack = 128 * 1024;
-#else
-constexpr long kLevelStack = 16 * 1024;
-#endif
+constexpr long kLevelStack = levelStack(16 * 1024);
 
-// Cells of the macros REMOVE's loop runs (see eval/standins_lists.cpp for the derivation):
+// Cells of the macros REMOVE's loop runs (see eval/macrocosts.h for the derivation):
 // (LOOP f...) whose forms hold S conses takes 50 + 3S; (RETURN form) where form holds s
 // conses takes 2(3 + s); (APPEND X Y) makes 4 and copies its expansion (APPEND1 X (APPEND
 // Y)); (APPEND Y) copies Y.
@@ -49,28 +46,14 @@ MemberState state;
 
 enum TestKind { kEqlTest, kEqTest, kEqualTest };
 
-_cell* nth(_cell* list, int k) {
-  for (; k > 0 && consp(list); k--) list = list->cdr;
-  return consp(list) ? list->car : nullptr;
-}
-
-// The conses of a tree (the prelude's code is neither shared nor circular).
-long treeConses(const _cell* x) {
-  long n = 0;
-  for (; consp(x); x = x->cdr) n += 1 + treeConses(x->car);
-  return n;
-}
-
 // The cells a call of (LOOP f...) takes, found in REMOVE's definition:
 // (LAMBDA-LIST (BLOCK REMOVE (LET bindings cond cond (LOOP f...)))).
 long removeLoopCells(_cell* def, _cell* loopName) {
-  _cell* block = nth(def->cdr, 0);
-  _cell* let = block ? nth(block, 2) : nullptr;
-  _cell* loop = let ? nth(let, 4) : nullptr;
+  _cell* block = nthForm(def->cdr, 0);
+  _cell* let = block ? nthForm(block, 2) : nullptr;
+  _cell* loop = let ? nthForm(let, 4) : nullptr;
   if (!loop || !consp(loop) || loop->car != loopName) return -1;
-  long s = 0;
-  for (_cell* f = loop->cdr; consp(f); f = f->cdr) s += treeConses(f->car);
-  return 50 + 3 * s;
+  return loopFormCells(loop);
 }
 }  // namespace
 

@@ -19,64 +19,32 @@
 // The cells each step takes:
 //  - (LENGTH LST): a cell and an integer; (< A B) on integers: (MINUSP (- A B)), a cell and
 //    an integer; (1+ K) likewise; (MEMBER :KEY NIL) none;
-//  - (LOOP f...), n forms holding S conses: 34 + 4n + 3S (LOOP's own work, 10 + n, and its
-//    copy, 6 + n + S; PROG's work and copy, 9 + n + S each); (RETURN) 4; (RETURN form) where
-//    form holds s conses, 2(3 + s);
-//  - (NTH K LST): as its stand-in takes (eval/standins_lists.cpp): 131 + K cells and K
-//    integers, plus (RETURN (CAR X)), 10;
+//  - LOOP and RETURN: see eval/macrocosts.h;
+//  - (NTH K LST): as its stand-in takes (eval/standins_lists.cpp): its LOOP, K cells and K
+//    integers, and (RETURN (CAR X));
 //  - (FUNCALL TEST V M) of a symbol: its call form, one cell, then the call;
 //  - (APPEND X Y) makes 4 cells and copies (APPEND1 X (APPEND Y)); (APPEND Y) copies Y;
 //  - (APPLY #'SORT list): #'SORT is the symbol; the argument list made by the two CONSes, then
 //    (QUOTE arg) for each argument, 3 cells each, and the call form, one cell;
-//  - (REVERSE S) on q conses: 23q + q(q-1)/2 cells of garbage, then its q conses, the last
+//  - (REVERSE S) on q conses: reverseGarbage(q) cells of garbage, then its q conses, the last
 //    element's first;
 //  - (APPEND1 X Y) on p conses: p conses; REPLACE-DESTROY: none.
 #include <vector>
 
 #include "eval/cfunction.h"
 #include "eval/fastpaths.h"
+#include "eval/macrocosts.h"
 
 namespace {
 // Native stack a level of the interpreted definition may take, with a wide margin
 // (instrumented builds have much larger frames).
-#if defined(__SANITIZE_ADDRESS__)
-constexpr long kSortLevelStack = 1024 * 1024;
-#else
-constexpr long kSortLevelStack = 128 * 1024;
-#endif
+constexpr long kSortLevelStack = levelStack(128 * 1024);
 
 constexpr long kLengthCells = 1;
 constexpr long kLessCells = 1;
 constexpr long kOnePlusCells = 1;
-constexpr long kNthFixedCells = (50 + 3 * 27) + 2 * (3 + 2);
-constexpr long kReturnNothing = 4;
-constexpr long kReturnVariable = 2 * 3;
+constexpr long kNthFixedCells = loopCells(4, 27) + returnCells(2);
 constexpr long kApplyCells = 2 + 2 * 3 + 1;  // the two CONSes, the quoted arguments, the call
-
-long loopCells(long forms, long conses) {
-  return 34 + 4 * forms + 3 * conses;
-}
-
-_cell* nthForm(_cell* list, int k) {
-  for (; k > 0 && consp(list); k--) list = list->cdr;
-  return consp(list) ? list->car : nullptr;
-}
-
-long treeConses(const _cell* x) {
-  long n = 0;
-  for (; consp(x); x = x->cdr) n += 1 + treeConses(x->car);
-  return n;
-}
-
-// The cells of a call of a LOOP form of the definition.
-long loopFormCells(const _cell* loop) {
-  long forms = 0, conses = 0;
-  for (const _cell* f = loop->cdr; consp(f); f = f->cdr) {
-    forms++;
-    conses += treeConses(f->car);
-  }
-  return loopCells(forms, conses);
-}
 
 struct SortState {
   _cell* less = nullptr;
@@ -86,11 +54,6 @@ struct SortState {
   long outerLoop = -1, innerLoop = -1, returnSorted = -1, appendCopies = -1, appendRest = -1;
 };
 SortState state;
-
-// The cells of a partition's garbage before its reversed list, and the reversal's own.
-long reverseGarbage(long q) {
-  return 23 * q + q * (q - 1) / 2;
-}
 }  // namespace
 
 // Finds the definition's LOOPs and its RETURN of the sorted halves:
@@ -121,7 +84,7 @@ void cfunction::registerSortStandIn() {
   if (!a || !b) return;
   state.outerLoop = loopFormCells(outer);
   state.innerLoop = loopFormCells(inner);
-  state.returnSorted = 2 * (3 + treeConses(replace));
+  state.returnSorted = returnCells(treeConses(replace));
   state.appendCopies = 4 + (3 + treeConses(a) + 2 + treeConses(b));
   state.appendRest = treeConses(b);
 }
@@ -145,7 +108,7 @@ _cell* cfunction::sortLevel(SortRun& run, const std::vector<_cell*>& in, _cell* 
   for (long k = 0;; k++) {
     if (k == m) {
       // Every pivot left a side empty: the list is its own answer.
-      run.garbage(kReturnVariable);
+      run.garbage(returnCells(0));
       sorted = in;
       return kep;
     }
