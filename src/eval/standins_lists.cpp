@@ -8,6 +8,8 @@
 // definition reaches. The counts follow from the prelude's code: LOOP's and RETURN's are
 // worked out in eval/macrocosts.h; (1- n) on an integer takes one cell and one integer.
 #include <algorithm>
+#include <unordered_map>
+#include <vector>
 
 #include "eval/cfunction.h"
 #include "eval/fastpaths.h"
@@ -47,6 +49,66 @@ struct ListState {
   bool equalHolds = false;  // EQUAL is the prelude's, answered by its stand-in
 };
 ListState state;
+
+// Where the keys of one EQL table of integer keys are, so that GETHASH and SETF-HASH need not
+// walk its entries to find out how many steps their definitions' loops take. Trusted while
+// no cons has been written into since (an entry's value set by SETF-HASH itself excepted) and
+// no collection has run. Every link, entry and key of the table had no multiple values when
+// it was made; multiple values are only ever put on cells just made and on symbols, so they
+// still have none, and the steps that would clear them clear nothing.
+struct HashIndex {
+  const _cell* table = nullptr;
+  long writes = -1, collections = -1;
+  std::vector<_cell*> entries;
+  std::unordered_map<long, long> first;  // key -> the place of its first entry
+  _cell* last = nullptr;                 // the last link, or the table's second cons
+};
+HashIndex hashIndex;
+
+// The index of an EQL table whose keys are all integers, made anew when needed; null when
+// the table is not one.
+const HashIndex* indexOf(_cell* table, long writes, long collections) {
+  HashIndex& x = hashIndex;
+  if (x.table == table && x.writes == writes && x.collections == collections) return &x;
+  x.table = nullptr;
+  x.entries.clear();
+  x.first.clear();
+  x.last = table->cdr;
+  _cell* p = table->cdr->cdr;
+  for (; consp(p); p = p->cdr) {
+    _cell* entry = p->car;
+    if (!consp(entry) || entry->car->type != 'i' || p->values || entry->values ||
+        entry->car->values || x.entries.size() >= (size_t{1} << 20)) {
+      return nullptr;
+    }
+    x.first.emplace(ival(entry->car), static_cast<long>(x.entries.size()));
+    x.entries.push_back(entry);
+    x.last = p;
+  }
+  if (p != NILCell) return nullptr;
+  x.table = table;
+  x.writes = writes;
+  x.collections = collections;
+  return &x;
+}
+
+// Through the index: how many entries the definitions' loops look at (all of them when none
+// has the key), and the entry found.
+bool indexedSearch(_cell* table, _cell* key, long writes, long collections, long& calls,
+                   _cell*& found) {
+  if (key->type != 'i') return false;
+  const HashIndex* x = indexOf(table, writes, collections);
+  if (!x) return false;
+  auto at = x->first.find(ival(key));
+  if (at == x->first.end()) {
+    calls = static_cast<long>(x->entries.size());
+    found = nullptr;
+  } else {
+    calls = at->second + 1;
+    found = x->entries[static_cast<size_t>(at->second)];
+  }
+  return true;
+}
 
 // How a hash table's test is answered: by EQL, by EQUAL, or not at all.
 enum TestKind { kOtherTest, kEqlTest, kEqualTest };
@@ -111,13 +173,17 @@ _cell* cfunction::gethashStandIn(_symval* frame, long n) {
   long limit = freeCells - kReserve - kGethashLoop - kReturnValuesFound - 3;
   _cell* found = nullptr;
   bool valued = false;  // some cell on the way has values to clear
-  for (_cell* p = table->cdr->cdr; p != NILCell; p = p->cdr) {
-    if (!consp(p) || !consp(p->car) || ++calls > limit) return kDeclined;
-    _cell* stored = p->car->car;
-    valued |= p->values || p->car->values || stored->values;
-    if (kind == kEqlTest ? eqlKey(key, stored) : equalAsDefined(key, stored)) {
-      found = p->car;
-      break;
+  if (kind == kEqlTest && indexedSearch(table, key, consWrites, collections, calls, found)) {
+    if (calls > limit) return kDeclined;
+  } else {
+    for (_cell* p = table->cdr->cdr; p != NILCell; p = p->cdr) {
+      if (!consp(p) || !consp(p->car) || ++calls > limit) return kDeclined;
+      _cell* stored = p->car->car;
+      valued |= p->values || p->car->values || stored->values;
+      if (kind == kEqlTest ? eqlKey(key, stored) : equalAsDefined(key, stored)) {
+        found = p->car;
+        break;
+      }
     }
   }
   long taken = kGethashLoop + calls + (found ? kReturnValuesFound : kReturnValuesNil);
@@ -170,13 +236,20 @@ _cell* cfunction::setfHashStandIn(_symval* frame, long n) {
   _cell* p = table->cdr;
   _cell* found = nullptr;
   bool valued = false;  // some cell on the way has values to clear
-  for (; consp(p->cdr); p = p->cdr) {
-    _cell* entry = p->cdr->car;
-    if (!consp(entry) || ++calls > limit) return kDeclined;
-    valued |= p->cdr->values || entry->values || entry->car->values;
-    if (kind == kEqlTest ? eqlKey(key, entry->car) : equalAsDefined(key, entry->car)) {
-      found = entry;
-      break;
+  bool indexed = kind == kEqlTest && consp(table->cdr) &&
+                 indexedSearch(table, key, consWrites, collections, calls, found);
+  if (indexed) {
+    if (calls > limit) return kDeclined;
+    if (!found) p = hashIndex.last;
+  } else {
+    for (; consp(p->cdr); p = p->cdr) {
+      _cell* entry = p->cdr->car;
+      if (!consp(entry) || ++calls > limit) return kDeclined;
+      valued |= p->cdr->values || entry->values || entry->car->values;
+      if (kind == kEqlTest ? eqlKey(key, entry->car) : equalAsDefined(key, entry->car)) {
+        found = entry;
+        break;
+      }
     }
   }
   long taken = kSetfHashLoop + calls + kReturnVariable + (found ? 0 : 2);
@@ -199,6 +272,8 @@ _cell* cfunction::setfHashStandIn(_symval* frame, long n) {
   if (found) {
     burnCells(taken);
     dropValues(rplacd(found, value, frame, n));
+    // An entry's value is no part of the index.
+    if (indexed) hashIndex.writes = consWrites;
     return value;
   }
   burnCells(taken - 2 - kReturnVariable);
