@@ -1,5 +1,7 @@
 // Arithmetic kernels and the integer helpers.
 #include <climits>
+#include <numeric>
+#include <random>
 
 #include "fixture.h"
 
@@ -19,6 +21,22 @@ TEST(Gcd, MatchesTheTrialDescent) {
     }
   }
   EXPECT_EQ(m.gcd(9223372036854775807L, 7), 7);
+}
+
+TEST(Gcd, MatchesEuclidOnLargeAndSignedOperands) {
+  cmathproc m;
+  std::mt19937_64 random(11);
+  for (int i = 0; i < 20000; i++) {
+    // Below 2^63 (so that negating fits), and b below 2^60 (so that six times it fits).
+    long a = static_cast<long>(random() >> (1 + random() % 63));
+    long b = static_cast<long>(random() >> (4 + random() % 60)) * (i % 3 == 0 ? 6 : 1);
+    if (i % 2) a = -a;
+    long expected = std::gcd(a, b);
+    EXPECT_EQ(m.gcd(a, b), expected == 0 ? 1 : expected) << a << " " << b;
+  }
+  EXPECT_EQ(m.gcd(0, 12), 12);
+  EXPECT_EQ(m.gcd(-12, 0), 12);
+  EXPECT_EQ(m.gcd(0, 0), 1);
 }
 
 TEST(Yakubun, ReducesWithTheSignOnTheNumerator) {
