@@ -19,6 +19,11 @@ constexpr long returnCells(long formConses) {
 }
 constexpr long kReturnNothing = 4;
 
+// NTH's LOOP: (IF (ATOM X) (RETURN NIL)) (IF (= N 0) (RETURN (CAR X))) (SETQ X (CDR X))
+// (SETQ N (1- N)), four forms holding 27 conses; it answers with (RETURN (CAR X)).
+constexpr long kNthLoop = loopCells(4, 27);
+constexpr long kReturnCar = returnCells(2);
+
 // The garbage (REVERSE list) leaves on a list of m conses before making the m of its answer:
 // at each level, (APPEND (REVERSE (CDR X)) (CONS (CAR X) NIL)) makes 4 cells and its copy
 // 14, the inner (APPEND (CONS (CAR X) NIL)) copies its argument, 5; and APPEND1 copies the

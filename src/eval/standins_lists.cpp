@@ -16,16 +16,15 @@
 #include "eval/macrocosts.h"
 
 namespace {
-// The LOOPs of the definitions: four forms each, holding this many conses.
+// The LOOPs of the definitions (NTH's: eval/macrocosts.h): four forms each, holding this
+// many conses.
 constexpr long kGethashLoop = loopCells(4, 44);
 constexpr long kSetfHashLoop = loopCells(4, 65);
-constexpr long kNthLoop = loopCells(4, 27);
 constexpr long kNthcdrLoop = loopCells(4, 24);
-// (RETURN (VALUES NIL NIL)), (RETURN (VALUES (CDR (CAR INS)) T)), (RETURN (CAR X)) and
-// (RETURN X), (RETURN NIL) or (RETURN VAL).
+// (RETURN (VALUES NIL NIL)), (RETURN (VALUES (CDR (CAR INS)) T)), and (RETURN X),
+// (RETURN NIL) or (RETURN VAL).
 constexpr long kReturnValuesNil = returnCells(3);
 constexpr long kReturnValuesFound = returnCells(7);
-constexpr long kReturnCar = returnCells(2);
 constexpr long kReturnVariable = returnCells(0);
 // Native stack one level of the interpreted REVERSE or LAST may take, with a wide margin
 // (instrumented builds have much larger frames).

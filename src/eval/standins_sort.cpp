@@ -43,7 +43,7 @@ constexpr long kSortLevelStack = levelStack(128 * 1024);
 constexpr long kLengthCells = 1;
 constexpr long kLessCells = 1;
 constexpr long kOnePlusCells = 1;
-constexpr long kNthFixedCells = loopCells(4, 27) + returnCells(2);
+constexpr long kNthFixedCells = kNthLoop + kReturnCar;
 constexpr long kApplyCells = 2 + 2 * 3 + 1;  // the two CONSes, the quoted arguments, the call
 
 struct SortState {
