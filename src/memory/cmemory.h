@@ -308,6 +308,7 @@ class cmemory : public ctextproc {
   // and the search for free regions need not go through it.
   long preludeCells = -1;
   bool preludeCodeAlone = true;
+  void notePreludeLoaded();
   void notePreludeCell(const _cell* c) {
     if (c - cellBase < preludeCells) preludeCodeAlone = false;
   }

@@ -53,6 +53,17 @@ void cmemory::findFreeRegions() {
   intPages.afterCollection(regionIntBits, intCursor, markedConses);
 }
 
+void cmemory::notePreludeLoaded() {
+  preludeCells = cellWraps ? kCells : cellCursor;
+  // What the prelude's code reaches (its conses, and the integers it holds) stays in the
+  // regions the prelude filled.
+  cellPages.keepRegionsBelow(preludeCells);
+  intPages.keepRegionsBelow(intWraps ? kIntegers : intCursor);
+  // A closure made while it loaded holds a frame whose variables may later be set to
+  // anything made since.
+  for (const _cell* c : envHolders) notePreludeCell(c);
+}
+
 void cmemory::clearMarks(MarkBits& cells, MarkBits* nums, MarkBits* ints) {
   // Everything free but the symbol cells, which are never reclaimed.
   cells.clear(cellExtent());

@@ -13,11 +13,7 @@ int clisp::ReadEvalLoop() {
     if (!evalTopForm(form, nullptr, 0)) return 0;
   }
   loadingPrelude = false;
-  preludeCells = cellWraps ? kCells : cellCursor;
-  // What the prelude's code reaches (its conses, and the integers it holds) stays in the
-  // regions the prelude filled.
-  cellPages.keepRegionsBelow(preludeCells);
-  intPages.keepRegionsBelow(intWraps ? kIntegers : intCursor);
+  notePreludeLoaded();
   registerStandIns();
   return 1;
 }
