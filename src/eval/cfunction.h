@@ -384,7 +384,9 @@ class cfunction : public cprint {
     bool taking = false;
     long cells = 0;  // counted, or (taking) not yet burned
     long ints = 0;
-    long depth = 0;
+    // Counting stops (gives up) past what the stand-in could take or the stack could hold.
+    long maxCells = 0, maxInts = 0, maxDepth = 0;
+    bool gaveUp = false;
     void garbage(long k) { cells += k; }
     void flush(cmemory& m) {
       m.burnCells(cells);

@@ -45,6 +45,8 @@ constexpr long kLessCells = 1;
 constexpr long kOnePlusCells = 1;
 constexpr long kNthFixedCells = kNthLoop + kReturnCar;
 constexpr long kApplyCells = 2 + 2 * 3 + 1;  // the two CONSes, the quoted arguments, the call
+// Room kept beyond what the levels take.
+constexpr long kShortcutCellMargin = 1000;
 
 struct SortState {
   _cell* less = nullptr;
@@ -95,7 +97,13 @@ void cfunction::registerSortStandIn() {
 // `sorted` gets the elements in order.
 _cell* cfunction::sortLevel(SortRun& run, const std::vector<_cell*>& in, _cell* kep, bool live,
                             std::vector<_cell*>& sorted, long depth) {
-  if (depth > run.depth) run.depth = depth;
+  if (!run.taking && (depth > run.maxDepth || run.cells > run.maxCells || run.ints > run.maxInts)) {
+    run.gaveUp = true;
+  }
+  if (run.gaveUp) {
+    sorted = in;
+    return kep;
+  }
   long m = static_cast<long>(in.size());
   run.ints += 2;  // (LENGTH LST) and (< LEN 2)
   run.garbage(kLengthCells + kLessCells);
@@ -127,6 +135,11 @@ _cell* cfunction::sortLevel(SortRun& run, const std::vector<_cell*>& in, _cell* 
     if (below.empty() || above.empty()) {
       run.garbage(kOnePlusCells);
       run.ints++;
+      if (!run.taking && run.cells > run.maxCells) {
+        run.gaveUp = true;
+        sorted = in;
+        return kep;
+      }
       continue;
     }
     break;
@@ -194,13 +207,15 @@ _cell* cfunction::sortStandIn(_symval* frame, long n) {
     elements.push_back(p->car);
   }
   if (p != NILCell) return kDeclined;
+  // The plain levels must fit in the stack and their garbage in the free cells and integers;
+  // the count stops as soon as they cannot (a sorted list of thousands goes that deep).
   SortRun count;
+  count.maxCells = freeCells - 999 - kShortcutCellMargin;
+  count.maxInts = freeInts - 999 - kShortcutCellMargin;
+  count.maxDepth = (StackRoom() - kShortcutStackMargin) / kSortLevelStack;
   std::vector<_cell*> sorted;
   sortLevel(count, elements, list, true, sorted, 1);
-  if (!shortcutMayRun(count.cells, 0, count.ints) ||
-      !StackRoomAtLeast(kShortcutStackMargin + count.depth * kSortLevelStack)) {
-    return kDeclined;
-  }
+  if (count.gaveUp || !shortcutMayRun(count.cells, 0, count.ints)) return kDeclined;
   SortRun take;
   take.taking = true;
   _cell* r = sortLevel(take, elements, list, true, sorted, 1);

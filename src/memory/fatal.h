@@ -13,9 +13,13 @@ extern void (*exitHook)(int status);
 
 // The lowest address the evaluator's recursion may reach before it gives up.
 extern char* stackLimit;
+// The bytes of stack left before the depth check would fire.
+inline long StackRoom() {
+  return static_cast<long>(static_cast<char*>(__builtin_frame_address(0)) - stackLimit);
+}
 // True when at least bytes of stack are left before the depth check would fire.
 inline bool StackRoomAtLeast(long bytes) {
-  return static_cast<char*>(__builtin_frame_address(0)) - stackLimit > bytes;
+  return StackRoom() > bytes;
 }
 inline void CheckStackDepth() {
   if (static_cast<char*>(__builtin_frame_address(0)) < stackLimit) FatalTooDeep();
