@@ -235,8 +235,8 @@ _cell* cfunction::setfHashStandIn(_symval* frame, long n) {
   _cell* p = table->cdr;
   _cell* found = nullptr;
   bool valued = false;  // some cell on the way has values to clear
-  bool indexed = kind == kEqlTest && consp(table->cdr) &&
-                 indexedSearch(table, key, consWrites, collections, calls, found);
+  bool indexed =
+      kind == kEqlTest && indexedSearch(table, key, consWrites, collections, calls, found);
   if (indexed) {
     if (calls > limit) return kDeclined;
     if (!found) p = hashIndex.last;

@@ -23,14 +23,12 @@ namespace {
 // wide margin (instrumented builds have much larger frames).
 constexpr long kLevelStack = levelStack(16 * 1024);
 
-// Cells of the macros REMOVE's loop runs (see eval/macrocosts.h for the derivation):
-// (LOOP f...) whose forms hold S conses takes 50 + 3S; (RETURN form) where form holds s
-// conses takes 2(3 + s); (APPEND X Y) makes 4 and copies its expansion (APPEND1 X (APPEND
-// Y)); (APPEND Y) copies Y.
+// Cells of the macros REMOVE's loop runs (LOOP and RETURN: eval/macrocosts.h): (APPEND X Y)
+// makes 4 and copies its expansion (APPEND1 X (APPEND Y)); (APPEND Y) copies Y.
 constexpr long kAppendKept = 4 + 9 + 4;  // (APPEND ANS (LIST (CAR B))) and its inner APPEND
 constexpr long kAppendRest = 4 + 5;      // (APPEND ANS B); the inner (APPEND B) copies a symbol
-constexpr long kReturnAppend = 2 * (3 + 3);
-constexpr long kReturnAns = 2 * (3 + 0);
+constexpr long kReturnAppend = returnCells(3);
+constexpr long kReturnAns = returnCells(0);
 
 struct MemberState {
   _cell* eql = nullptr;
