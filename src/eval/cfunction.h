@@ -387,6 +387,10 @@ class cfunction : public cprint {
     // Counting stops (gives up) past what the stand-in could take or the stack could hold.
     long maxCells = 0, maxInts = 0, maxDepth = 0;
     bool gaveUp = false;
+    bool outOfRoom(long depth) {
+      if (!taking && (depth > maxDepth || cells > maxCells || ints > maxInts)) gaveUp = true;
+      return gaveUp;
+    }
     void garbage(long k) { cells += k; }
     void flush(cmemory& m) {
       m.burnCells(cells);

@@ -51,6 +51,7 @@ constexpr long kShortcutCellMargin = 1000;
 struct SortState {
   _cell* less = nullptr;
   _cell* keyKeyword = nullptr;
+  _cell* replaceDestroyName = nullptr;
   _cell* replaceDestroy = nullptr;  // its definition when registered
   // What the definition's forms take, or -1 when the definition is not the one expected.
   long outerLoop = -1, innerLoop = -1, returnSorted = -1, appendCopies = -1, appendRest = -1;
@@ -66,7 +67,8 @@ void cfunction::registerSortStandIn() {
   state = SortState{};
   state.less = getStringCell("<");
   state.keyKeyword = getStringCell(":KEY");
-  _symval* rd = getFuncval2(getStringCell("REPLACE-DESTROY"));
+  state.replaceDestroyName = getStringCell("REPLACE-DESTROY");
+  _symval* rd = getFuncval2(state.replaceDestroyName);
   state.replaceDestroy = rd ? rd->value : nullptr;
   _symval* rec = standInRecords[kStandInSort];
   if (!rec) return;
@@ -97,10 +99,7 @@ void cfunction::registerSortStandIn() {
 // `sorted` gets the elements in order.
 _cell* cfunction::sortLevel(SortRun& run, const std::vector<_cell*>& in, _cell* kep, bool live,
                             std::vector<_cell*>& sorted, long depth) {
-  if (!run.taking && (depth > run.maxDepth || run.cells > run.maxCells || run.ints > run.maxInts)) {
-    run.gaveUp = true;
-  }
-  if (run.gaveUp) {
+  if (run.outOfRoom(depth)) {
     sorted = in;
     return kep;
   }
@@ -135,8 +134,7 @@ _cell* cfunction::sortLevel(SortRun& run, const std::vector<_cell*>& in, _cell* 
     if (below.empty() || above.empty()) {
       run.garbage(kOnePlusCells);
       run.ints++;
-      if (!run.taking && run.cells > run.maxCells) {
-        run.gaveUp = true;
+      if (run.outOfRoom(depth)) {
         sorted = in;
         return kep;
       }
@@ -188,7 +186,7 @@ _cell* cfunction::sortStandIn(_symval* frame, long n) {
       !standing(kStandInNot)) {
     return kDeclined;
   }
-  _symval* rd = getFuncval2(getStringCell("REPLACE-DESTROY"));
+  _symval* rd = getFuncval2(state.replaceDestroyName);
   if (!rd || rd->tag != 'f' || rd->value != state.replaceDestroy) return kDeclined;
   _cell* list = frame[0].value;
   _cell* test = frame[1].value;
