@@ -13,70 +13,40 @@
 #define MREMAP_DONTUNMAP 4
 #endif
 
-namespace {
-void* mapAnonymous(size_t bytes) {
-  void* p = mmap(nullptr, bytes, PROT_READ | PROT_WRITE,
-                 MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
-  return p == MAP_FAILED ? nullptr : p;
-}
-
-char* alignUp(void* p, size_t to) {
-  return reinterpret_cast<char*>((reinterpret_cast<uintptr_t>(p) + to - 1) & ~(uintptr_t{to} - 1));
-}
-
-// Exactly `bytes` of address space, starting on a boundary of `to` when a stretch that much
-// longer can be had for a moment (the excess is given back at once); else anywhere.
-char* mapExactAligned(size_t bytes, size_t to) {
-  if (void* p = mapAnonymous(bytes + to)) {
-    char* start = alignUp(p, to);
-    char* end = static_cast<char*>(p) + bytes + to;
-    if (start > p) munmap(p, static_cast<size_t>(start - static_cast<char*>(p)));
-    if (end > start + bytes) munmap(start + bytes, static_cast<size_t>(end - (start + bytes)));
-    return start;
-  }
-  return static_cast<char*>(mapAnonymous(bytes));
-}
-}  // namespace
-
-void* AreaPages::reserve(long n, size_t elemSize, bool align) {
+void* AreaPages::reserve(long n, size_t elemSize, bool pad, size_t lead) {
   size_t bytes = static_cast<size_t>(n) * elemSize;
-  size_t regions = (bytes + kRegion - 1) / kRegion;
-  if (align) {
-    // With one region more, the area starts on a region boundary.
-    void* p = mapAnonymous((regions + 1) * kRegion);
-    if (!p) return nullptr;
-    base_ = alignUp(p, kRegion);
-    wholeRegions_ = static_cast<long>(regions);
-  } else {
-    base_ = mapExactAligned(bytes, kRegion);
-    if (!base_) return nullptr;
-    wholeRegions_ = static_cast<long>(bytes / kRegion);
-  }
+  size_t offset = lead ? kRegion - lead % kRegion : 0;
+  if (offset == kRegion) offset = 0;
+  size_t span = offset + bytes;
+  size_t mapped = pad ? (span + kRegion - 1) / kRegion * kRegion - offset : bytes;
+  // Large pages for the whole regions past the lead (see memory/largepages.h).
+  base_ = static_cast<char*>(mapWithSmallLead(mapped, lead ? lead : kRegion));
+  if (!base_) return nullptr;
+  offset_ = offset;
   elems_ = n;
   elemSize_ = elemSize;
-  // Large pages fit where the regions lie on boundaries of their size.
-  if ((reinterpret_cast<uintptr_t>(base_) & (kRegion - 1)) == 0) {
-    adviseLargePages(base_, static_cast<size_t>(wholeRegions_) * kRegion);
-  }
-  resident_.assign(regions, 0);
-  donor_.assign(regions, 0);
+  long regions = static_cast<long>((span + kRegion - 1) / kRegion);
+  wholeFrom_ = offset_ ? 1 : 0;
+  wholeTo_ = static_cast<long>((offset_ + mapped) / kRegion);
+  resident_.assign(static_cast<size_t>(regions), 0);
+  donor_.assign(static_cast<size_t>(regions), 0);
   return base_;
 }
 
 void AreaPages::prepare(long i) {
   long first = regionOf(i);
-  long last = static_cast<long>(((i + 1) * elemSize_ - 1) / kRegion);
+  long last = lastRegionOf(i);
   for (long r = first; r <= last; r++) {
     donor_[r] = 0;  // the allocator needs this one now
     if (resident_[r]) continue;
     bool moved = false;
-    while (moving_ && r < wholeRegions_ && !donors_.empty()) {
+    while (moving_ && whole(r) && !donors_.empty()) {
       long d = donors_.back();
       donors_.pop_back();
       if (!donor_[d] || !resident_[d]) continue;
       donor_[d] = 0;
-      char* from = base_ + d * kRegion;
-      char* to = base_ + r * kRegion;
+      char* from = regionStart(d);
+      char* to = regionStart(r);
       // The donor's pages move here; the donor stays mapped and reads as zeros again.
       if (mremap(from, kRegion, kRegion, MREMAP_MAYMOVE | MREMAP_FIXED | MREMAP_DONTUNMAP, to) ==
           MAP_FAILED) {
@@ -100,7 +70,7 @@ void AreaPages::prepare(long i) {
     }
     resident_[r] = 1;
   }
-  long end = static_cast<long>((last + 1) * kRegion / elemSize_);
+  long end = firstElem(last + 1);
   readyEnd = end < elems_ ? end : elems_;
   if (wrapPending_) {
     readyEnd = 0;  // the next element is at the start of the area again
@@ -131,13 +101,12 @@ void AreaPages::afterCollection(const MarkBits& inUse, long cursor, long reached
   long busyFrom = regionOf(cursor);
   long busyTo = readyEnd > cursor ? regionOf(readyEnd - 1) : busyFrom;
   for (long r = 0; r < static_cast<long>(resident_.size()); r++) {
-    if (!resident_[r] || r >= wholeRegions_ || (r >= busyFrom && r <= busyTo) ||
-        firstElem(r) < keptBelow_) {
+    if (!resident_[r] || !whole(r) || (r >= busyFrom && r <= busyTo) || firstElem(r) < keptBelow_) {
       continue;
     }
     // Every element that has a byte in the region must be free.
     long from = firstElem(r);
-    long to = static_cast<long>(((r + 1) * kRegion - 1) / elemSize_) + 1;
+    long to = static_cast<long>(((r + 1) * kRegion - offset_ - 1) / elemSize_) + 1;
     if (to > elems_) to = elems_;
     if (inUse.nextSet(from, to) < 0) {
       donor_[r] = 1;

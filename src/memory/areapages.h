@@ -15,9 +15,12 @@ struct MarkBits;
 class AreaPages {
  public:
   // Reserves an area of n elements of elemSize bytes; null when the address space is not
-  // there. Aligned, it takes one region more of address space and starts on a region
-  // boundary; otherwise its last, partial region never gives or receives memory.
-  void* reserve(long n, size_t elemSize, bool align);
+  // there. Regions lie on 2 MB boundaries of the address space. With a lead, the area's
+  // first `lead` bytes (what start-up fills) end on a boundary and form a partial first
+  // region of small pages; the whole regions after it get large pages. Padded, the area's
+  // last region is mapped whole; otherwise it is partial. Partial regions never give or
+  // receive memory.
+  void* reserve(long n, size_t elemSize, bool pad, size_t lead = 0);
   // Call before writing element i when i >= readyEnd.
   void prepare(long i);
   // Elements below readyEnd have memory (until the allocator wraps round).
@@ -50,7 +53,8 @@ class AreaPages {
   static constexpr size_t kRegion = size_t{2} << 20;
   char* base_ = nullptr;
   long elems_ = 0;
-  long wholeRegions_ = 0;  // regions that lie wholly in the mapping
+  size_t offset_ = 0;                 // of the area's start past the boundary before it
+  long wholeFrom_ = 0, wholeTo_ = 0;  // the regions that lie wholly in the mapping
   size_t elemSize_ = 1;
   std::vector<uint8_t> resident_;  // per region: has memory (possibly)
   std::vector<uint8_t> donor_;     // per region: may give its memory away
@@ -70,6 +74,15 @@ class AreaPages {
   bool searchPaid_ = false;  // the last search found more than its marking cost
   bool moving_ = true;       // off when the system cannot move pages
   bool wrapPending_ = false;
-  long firstElem(long region) const { return static_cast<long>(region * kRegion / elemSize_); }
-  long regionOf(long i) const { return static_cast<long>(i * elemSize_ / kRegion); }
+  char* regionStart(long r) const { return base_ - offset_ + r * kRegion; }
+  bool whole(long r) const { return r >= wholeFrom_ && r < wholeTo_; }
+  // The element that holds the first byte of a region.
+  long firstElem(long region) const {
+    return region == 0 ? 0 : static_cast<long>((region * kRegion - offset_) / elemSize_);
+  }
+  long regionOf(long i) const { return static_cast<long>((i * elemSize_ + offset_) / kRegion); }
+  // The region that holds the last byte of element i.
+  long lastRegionOf(long i) const {
+    return static_cast<long>(((i + 1) * elemSize_ + offset_ - 1) / kRegion);
+  }
 };

@@ -94,6 +94,13 @@ Elem* zeroed(long n) {
 
 bool allocBits(MarkBits& b, long n) {
   b.size = n;
+  size_t bytes = sizeof(uint64_t) * static_cast<size_t>((n + 63) >> 6);
+  // The marks of the first elements (all that start-up takes) stay in small pages.
+  constexpr size_t kLead = size_t{64} << 10;
+  if (bytes > kLead + kLargePage) {
+    b.words = static_cast<uint64_t*>(mapWithSmallLead(bytes, kLead));
+    return b.words != nullptr;
+  }
   b.words = zeroed<uint64_t>((n + 63) >> 6);
   return b.words != nullptr;
 }
@@ -103,8 +110,15 @@ void cmemory::Init() {
   errorDepth = 0;
 }
 
+namespace {
+constexpr size_t kCellLead = size_t{512} << 10;
+constexpr size_t kIntLead = size_t{64} << 10;
+}  // namespace
+
 int cmemory::AllocMemory() {
-  cellBase = static_cast<_cell*>(cellPages.reserve(kCells, sizeof(_cell), true));
+  // The leads hold what start-up takes (about 7,000 cells and 60 integers) with room to
+  // spare; past them the regions are in large pages.
+  cellBase = static_cast<_cell*>(cellPages.reserve(kCells, sizeof(_cell), true, kCellLead));
   if (!cellBase || !allocBits(cellBits, kCells)) {
     std::puts("エラー: セル領域の獲得に失敗しました。");
     return 0;
@@ -131,7 +145,7 @@ int cmemory::AllocMemory() {
   adviseLargePages(numBase, sizeof(NumElem) * kNumbers);
   numCursor = 0;
   freeNums = kNumbers;
-  intBase = static_cast<IntElem*>(intPages.reserve(kIntegers, sizeof(IntElem), false));
+  intBase = static_cast<IntElem*>(intPages.reserve(kIntegers, sizeof(IntElem), false, kIntLead));
   if (!intBase || !allocBits(intBits, kIntegers)) {
     std::puts("エラー: 整数領域の獲得に失敗しました");
     return 0;

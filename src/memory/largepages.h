@@ -12,3 +12,9 @@ constexpr size_t kLargePage = size_t{2} << 20;
 // Asks for large pages for the whole 2 MB blocks of [p, p + bytes) past its first 2 MB; a
 // no-op where the system does not offer them.
 void adviseLargePages(void* p, size_t bytes);
+
+// Zero-filled memory of `bytes` whose first `lead` bytes stay in small pages and end on a
+// 2 MB boundary, so that everything past them is in large pages where the system offers
+// them: for bitmaps that a cursor sweeps bit by bit, where start-up touches only the
+// beginning. Null when the memory cannot be had.
+void* mapWithSmallLead(size_t bytes, size_t lead);

@@ -15,9 +15,9 @@ struct Area {
   AreaPages pages;
   int64_t* base = nullptr;
   MarkBits inUse;
-  explicit Area(long regions, long extra = 0) {
+  explicit Area(long regions, long extra = 0, size_t lead = 0) {
     long n = regions * kElemsPerRegion + extra;
-    base = static_cast<int64_t*>(pages.reserve(n, 16, false));
+    base = static_cast<int64_t*>(pages.reserve(n, 16, false, lead));
     allocBits(inUse, n);
   }
   // Writes v into element i as an allocator would.
@@ -76,4 +76,28 @@ TEST(AreaPages, ClearingResidentRegionsClearsEveryMarkAReachableElementCanHave) 
   bits.set(4 * kElemsPerRegion - 1);
   a.pages.clearResident(bits);
   EXPECT_EQ(bits.nextSet(0, 6 * kElemsPerRegion), -1);
+}
+
+TEST(AreaPages, WithALeadTheRegionsLieOnBoundariesAfterIt) {
+  constexpr long kLeadElems = 4096;  // 64 KB of 16-byte elements
+  Area a(9, kLeadElems, 16 * kLeadElems);
+  // The lead ends on a 2 MB boundary.
+  EXPECT_EQ(reinterpret_cast<uintptr_t>(a.base + 2 * kLeadElems) % (2 << 20), 0u);
+  auto regionStart = [&](long r) { return kLeadElems + (r - 1) * kElemsPerRegion; };
+  a.write(0, 99);  // the lead
+  for (long r = 1; r < 8; r++) a.write(regionStart(r), 100 + r);
+  a.pages.afterCollection(a.inUse, regionStart(7) + 1, 0);
+  // Region 8 gets the memory of a region with nothing in use, but never the lead's.
+  a.write(regionStart(8) + 5, 1);
+  int64_t moved = a.base[2 * regionStart(8)];
+  EXPECT_TRUE(moved >= 101 && moved <= 106) << moved;
+  EXPECT_EQ(a.base[2 * regionStart(moved - 100)], 0);
+  EXPECT_EQ(a.base[0], 99);
+  // The bitmap is cleared over the lead and the resident regions alike.
+  MarkBits bits;
+  allocBits(bits, 10 * kElemsPerRegion);
+  bits.set(kLeadElems - 1);
+  bits.set(regionStart(8) + 3);
+  a.pages.clearResident(bits);
+  EXPECT_EQ(bits.nextSet(0, 10 * kElemsPerRegion), -1);
 }
