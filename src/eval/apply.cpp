@@ -230,7 +230,7 @@ _cell* cfunction::rplaca(_cell* cons, _cell* value, _symval* frame, long count) 
   if (!consp(cons)) return fail("エラー: コンスではありません", frame, count);
   guardCodeWrite(cons, value);
   touchCell(cons);
-  consWrites++;
+  countWrite(cons);
   cons->car = value;
   return cons;
 }
@@ -240,7 +240,7 @@ _cell* cfunction::rplacd(_cell* cons, _cell* value, _symval* frame, long count) 
   guardCodeWrite(cons, value);
   touchCell(cons);
   structureWrites++;
-  consWrites++;
+  countWrite(cons);
   cons->cdr = value;
   return cons;
 }

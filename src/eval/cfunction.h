@@ -124,8 +124,9 @@ class cfunction : public cprint {
                        _symval* callerFrame, long callerCount);
   struct WatchStart;
   struct BodyTook;
-  void remember(std::vector<uintptr_t>&& key, _cell* args, const WatchStart& w,
-                const BodyTook& took, _cell* expansion, const std::vector<_cell*>& order);
+  RememberedExpansion* remember(std::vector<uintptr_t>&& key, _cell* args, const WatchStart& w,
+                                const BodyTook& took, _cell* expansion,
+                                const std::vector<_cell*>& order);
   _cell* rebuild(RememberedExpansion& e);
   bool madeWhileWatched(const _cell* atom, const WatchStart& w) const;
   // Seen while a macro body is watched: each form, and each read of a global.
@@ -239,7 +240,12 @@ class cfunction : public cprint {
   _cell* lengthOfChain(_cell* chain, _symval* frame, long count);
   _cell* chainAt(_cell* chain, long k);
   long structureWrites = 0;  // RPLACDs and SET-ARRAYs so far (see library/chainmemo.h)
-  long consWrites = 0;       // RPLACAs, RPLACDs and SET-ARRAYs so far (eval/expansioncache.h)
+  WriteCounts writes;        // RPLACAs, RPLACDs and SET-ARRAYs so far (eval/expansioncache.h)
+  // Before a destructive write into c.
+  void countWrite(const _cell* c) {
+    writes.all++;
+    if (c->spare & kCopyCell) writes.copies++;
+  }
   ChainMemo chainMemo;
   StepMemo stepMemo;  // NTH and NTHCDR (eval/standins_lists.cpp)
   _cell* tchar(_cell* args, _symval* frame, long count, long mark);

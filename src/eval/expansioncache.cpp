@@ -85,22 +85,25 @@ RememberedExpansion& ExpansionCache::add(std::vector<uintptr_t>&& key) {
 }
 
 void ExpansionCache::noteCallSites(RememberedExpansion& e, const std::vector<_cell*>& copy,
-                                   long writes) {
+                                   WriteCounts writes) {
   for (uint32_t k : e.callSites) {
     const _cell* args = copy[k];
     CallSite& site = sites_[(reinterpret_cast<uintptr_t>(args) / sizeof(_cell)) % kSites];
-    site = {args, &e, k, writes, generation_};
+    site = {args, &e, k, countFor(e.holdsArrays, writes), e.holdsArrays, generation_};
   }
 }
 
-ExpansionCache::CallSite* ExpansionCache::siteOf(const _cell* args, long writes) {
+ExpansionCache::CallSite* ExpansionCache::siteOf(const _cell* args, WriteCounts writes) {
   CallSite& site = sites_[(reinterpret_cast<uintptr_t>(args) / sizeof(_cell)) % kSites];
-  if (site.args != args || site.writes != writes || site.generation != generation_) return nullptr;
+  if (site.args != args || site.writes != countFor(site.anyCons, writes) ||
+      site.generation != generation_) {
+    return nullptr;
+  }
   return &site;
 }
 
 RememberedExpansion* ExpansionCache::linked(const _cell* args, const _cell* def, long epoch,
-                                            long collections, long writes) {
+                                            long collections, WriteCounts writes) {
   clearIfStale(epoch, collections);
   CallSite* site = siteOf(args, writes);
   if (!site) return nullptr;
@@ -111,7 +114,7 @@ RememberedExpansion* ExpansionCache::linked(const _cell* args, const _cell* def,
 }
 
 void ExpansionCache::link(const _cell* args, const _cell* def, RememberedExpansion* target,
-                          long writes) {
+                          WriteCounts writes) {
   CallSite* site = siteOf(args, writes);
   if (!site) return;
   for (NestedLink& l : site->from->links) {

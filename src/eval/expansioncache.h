@@ -26,9 +26,12 @@
 //
 // A macro call inside a replayed copy has argument forms that are fresh cells, so its key
 // would be walked anew at every replay. Yet they have the shape the remembered copy gives
-// them, as long as nothing has been written into any cons since the copy was made. So each
+// them, as long as nothing has been written into them since the copy was made. So each
 // replay notes where its copy holds macro calls, and the expansion such a call found is
-// linked to that place: the next copy's call goes to it without a key.
+// linked to that place: the next copy's call goes to it without a key. A replayed copy is
+// made of its own cells (flagged kCopyCell) and atoms: unless an atom is an array, whose
+// elements are conses of the program's, only a write into a flagged cell can change the
+// forms, and writes into the program's data (a hash table's entries, say) leave the links be.
 #pragma once
 
 #include <cstddef>
@@ -40,6 +43,13 @@
 #include "memory/cell.h"
 
 struct RememberedExpansion;
+
+// Destructive writes (RPLACA, RPLACD, SET-ARRAY) so far: into any cons, and into the cells of
+// replayed copies.
+struct WriteCounts {
+  long all = 0;
+  long copies = 0;
+};
 
 // From a macro call in a remembered copy (the index of its argument forms' cell) to the
 // expansion that call found, for the macro definition def.
@@ -67,6 +77,7 @@ struct RememberedExpansion {
   // those calls found.
   std::vector<uint32_t> callSites;
   std::vector<NestedLink> links;
+  bool holdsArrays = false;  // an atom of the copy is an array
 };
 
 class ExpansionCache {
@@ -78,14 +89,14 @@ class ExpansionCache {
   RememberedExpansion& add(std::vector<uintptr_t>&& key);
 
   // A replay made `copy` (the cells of e in order): its macro calls' argument cells are
-  // noted, as of `writes` destructive writes so far.
-  void noteCallSites(RememberedExpansion& e, const std::vector<_cell*>& copy, long writes);
+  // noted, as of the destructive writes so far.
+  void noteCallSites(RememberedExpansion& e, const std::vector<_cell*>& copy, WriteCounts writes);
   // The expansion linked to a call of def with these argument forms, when they are a noted
-  // place of a copy and nothing has been written into a cons since; else null.
+  // place of a copy and nothing has been written into what they reach since; else null.
   RememberedExpansion* linked(const _cell* args, const _cell* def, long epoch, long collections,
-                              long writes);
+                              WriteCounts writes);
   // Links such a place to the expansion its call found.
-  void link(const _cell* args, const _cell* def, RememberedExpansion* target, long writes);
+  void link(const _cell* args, const _cell* def, RememberedExpansion* target, WriteCounts writes);
 
   static uintptr_t cellRef(long index) { return static_cast<uintptr_t>(index) * 2 + 1; }
   static bool isCellRef(uintptr_t r) { return r & 1; }
@@ -98,10 +109,12 @@ class ExpansionCache {
     const _cell* args = nullptr;
     RememberedExpansion* from = nullptr;
     uint32_t index = 0;
-    long writes = -1;
+    long writes = -1;      // of the count that tells whether the forms changed
+    bool anyCons = false;  // that count is of writes into any cons (the copy holds arrays)
     long generation = -1;
   };
-  CallSite* siteOf(const _cell* args, long writes);
+  static long countFor(bool anyCons, WriteCounts w) { return anyCons ? w.all : w.copies; }
+  CallSite* siteOf(const _cell* args, WriteCounts writes);
   std::unordered_multimap<uint64_t, RememberedExpansion> entries_;
   long epoch_ = -1;
   long collections_ = -1;

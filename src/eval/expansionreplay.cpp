@@ -92,7 +92,13 @@ _cell* cfunction::expandWatched(std::vector<uintptr_t>&& key, _cell* args, _symv
   copyOrder = keep ? &order : nullptr;
   _cell* copy = Copy(x.form);
   copyOrder = nullptr;
-  if (keep && copy) remember(std::move(key), args, w, took, copy, order);
+  if (keep && copy) {
+    if (RememberedExpansion* e = remember(std::move(key), args, w, took, copy, order)) {
+      // This copy's macro calls get linked as a replayed copy's do.
+      for (_cell* c : order) c->spare |= kCopyCell;
+      expansions.noteCallSites(*e, order, writes);
+    }
+  }
   if (!watching) {
     globalReads.clear();
     clearables.clear();
@@ -129,24 +135,26 @@ static void collectCells(_cell* x, std::unordered_set<const _cell*>& into) {
   }
 }
 
-void cfunction::remember(std::vector<uintptr_t>&& key, _cell* args, const WatchStart& w,
-                         const BodyTook& took, _cell* expansion, const std::vector<_cell*>& order) {
+RememberedExpansion* cfunction::remember(std::vector<uintptr_t>&& key, _cell* args,
+                                         const WatchStart& w, const BodyTook& took,
+                                         _cell* expansion, const std::vector<_cell*>& order) {
   // The cursor has moved on by the copy since the body ran, which madeWhileWatched counts
   // in: harmless, the copy's cells are never atoms here.
   std::unordered_map<const _cell*, long> index;
   for (size_t i = 0; i < order.size(); i++) index.emplace(order[i], static_cast<long>(i));
   bool ok = true;
+  RememberedExpansion e;
   auto ref = [&](_cell* x) -> uintptr_t {
     auto it = index.find(x);
     if (it != index.end()) return ExpansionCache::cellRef(it->second);
     if (x->type != 's' && madeWhileWatched(x, w)) ok = false;
+    if (x->type == 'a') e.holdsArrays = true;
     return reinterpret_cast<uintptr_t>(x);
   };
-  RememberedExpansion e;
   e.root = ref(expansion);
   e.cells.reserve(order.size());
   for (_cell* c : order) e.cells.emplace_back(ref(c->car), ref(c->cdr));
-  if (!ok) return;
+  if (!ok) return nullptr;
   // The copy's macro calls: a cons whose car names a macro, with a cons of forms after it.
   for (const auto& [car, cdr] : e.cells) {
     if (ExpansionCache::isCellRef(car) || !ExpansionCache::isCellRef(cdr)) continue;
@@ -184,11 +192,15 @@ void cfunction::remember(std::vector<uintptr_t>&& key, _cell* args, const WatchS
   RememberedExpansion& slot = expansions.add(std::move(key));
   e.key = std::move(slot.key);
   slot = std::move(e);
+  return &slot;
 }
 
 _cell* cfunction::rebuild(RememberedExpansion& e) {
   rebuilt.resize(e.cells.size());
-  for (_cell*& c : rebuilt) c = getCell();
+  for (_cell*& c : rebuilt) {
+    c = getCell();
+    c->spare = kCopyCell;
+  }
   auto resolve = [&](uintptr_t r) {
     return ExpansionCache::isCellRef(r) ? rebuilt[ExpansionCache::indexOf(r)]
                                         : reinterpret_cast<_cell*>(r);
@@ -197,7 +209,7 @@ _cell* cfunction::rebuild(RememberedExpansion& e) {
     rebuilt[i]->car = resolve(e.cells[i].first);
     rebuilt[i]->cdr = resolve(e.cells[i].second);
   }
-  expansions.noteCallSites(e, rebuilt, consWrites);
+  expansions.noteCallSites(e, rebuilt, writes);
   return resolve(e.root);
 }
 

@@ -70,7 +70,7 @@ cfunction::Expansion cfunction::expand(_cell* args, _symval* record, _symval* ca
 _cell* cfunction::MacroExec(_cell* args, _symval* record, _symval* callerFrame, long callerCount) {
   if (fastPathsOn) {
     if (RememberedExpansion* e =
-            expansions.linked(args, record->value, codeEpoch, collections, consWrites)) {
+            expansions.linked(args, record->value, codeEpoch, collections, writes)) {
       _cell* r = replayExpansion(*e, args, record, callerFrame, callerCount);
       if (r != kDeclined) return r;
     }
@@ -78,7 +78,7 @@ _cell* cfunction::MacroExec(_cell* args, _symval* record, _symval* callerFrame, 
   if (fastPathsOn && expansions.makeKey(record->value, args, keyScratch)) {
     RememberedExpansion* e = expansions.find(keyScratch, codeEpoch, collections);
     if (e) {
-      expansions.link(args, record->value, e, consWrites);
+      expansions.link(args, record->value, e, writes);
       _cell* r = replayExpansion(*e, args, record, callerFrame, callerCount);
       if (r != kDeclined) return r;
     }

@@ -172,7 +172,7 @@ _cell* cfunction::gethashStandIn(_symval* frame, long n) {
   long limit = freeCells - kReserve - kGethashLoop - kReturnValuesFound - 3;
   _cell* found = nullptr;
   bool valued = false;  // some cell on the way has values to clear
-  if (kind == kEqlTest && indexedSearch(table, key, consWrites, collections, calls, found)) {
+  if (kind == kEqlTest && indexedSearch(table, key, writes.all, collections, calls, found)) {
     if (calls > limit) return kDeclined;
   } else {
     for (_cell* p = table->cdr->cdr; p != NILCell; p = p->cdr) {
@@ -236,7 +236,7 @@ _cell* cfunction::setfHashStandIn(_symval* frame, long n) {
   _cell* found = nullptr;
   bool valued = false;  // some cell on the way has values to clear
   bool indexed =
-      kind == kEqlTest && indexedSearch(table, key, consWrites, collections, calls, found);
+      kind == kEqlTest && indexedSearch(table, key, writes.all, collections, calls, found);
   if (indexed) {
     if (calls > limit) return kDeclined;
     if (!found) p = hashIndex.last;
@@ -272,7 +272,7 @@ _cell* cfunction::setfHashStandIn(_symval* frame, long n) {
     burnCells(taken);
     dropValues(rplacd(found, value, frame, n));
     // An entry's value is no part of the index.
-    if (indexed) hashIndex.writes = consWrites;
+    if (indexed) hashIndex.writes = writes.all;
     return value;
   }
   burnCells(taken - 2 - kReturnVariable);

@@ -10,7 +10,7 @@ _cell* cfunction::SetArray(_cell* form, _symval* frame, long count, long mark) {
   guardCodeWrite(v, v);
   touchCell(v);
   structureWrites++;
-  consWrites++;
+  countWrite(v);
   v->type = 'a';  // not copied: every reference to the cons now sees an array
   return v;
 }
