@@ -95,8 +95,11 @@ Elem* zeroed(long n) {
 bool allocBits(MarkBits& b, long n) {
   b.size = n;
   size_t bytes = sizeof(uint64_t) * static_cast<size_t>((n + 63) >> 6);
-  // The marks of the first elements (all that start-up takes) stay in small pages.
-  constexpr size_t kLead = size_t{64} << 10;
+  // The marks of the first four million elements stay in small pages, touched only as far as
+  // the cursor goes: start-up and most programs never reach the large pages, which pay off
+  // only for programs that sweep further (fresh memory is costly on this kind of machine
+  // even in large pages, when the host has taken it back).
+  constexpr size_t kLead = size_t{512} << 10;
   if (bytes > kLead + kLargePage) {
     b.words = static_cast<uint64_t*>(mapWithSmallLead(bytes, kLead));
     return b.words != nullptr;
