@@ -93,9 +93,8 @@ _cell* cfunction::expandWatched(std::vector<uintptr_t>&& key, _cell* args, _symv
   _cell* copy = Copy(x.form);
   copyOrder = nullptr;
   if (keep && copy) {
+    // This copy's macro calls get linked as a replayed copy's do.
     if (RememberedExpansion* e = remember(std::move(key), args, w, took, copy, order)) {
-      // This copy's macro calls get linked as a replayed copy's do.
-      for (_cell* c : order) c->spare |= kCopyCell;
       expansions.noteCallSites(*e, order, writes);
     }
   }
@@ -197,10 +196,7 @@ RememberedExpansion* cfunction::remember(std::vector<uintptr_t>&& key, _cell* ar
 
 _cell* cfunction::rebuild(RememberedExpansion& e) {
   rebuilt.resize(e.cells.size());
-  for (_cell*& c : rebuilt) {
-    c = getCell();
-    c->spare = kCopyCell;
-  }
+  for (_cell*& c : rebuilt) c = getCell();
   auto resolve = [&](uintptr_t r) {
     return ExpansionCache::isCellRef(r) ? rebuilt[ExpansionCache::indexOf(r)]
                                         : reinterpret_cast<_cell*>(r);

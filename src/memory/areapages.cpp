@@ -15,8 +15,8 @@
 
 void* AreaPages::reserve(long n, size_t elemSize, bool pad, size_t lead) {
   size_t bytes = static_cast<size_t>(n) * elemSize;
-  size_t offset = lead ? kRegion - lead % kRegion : 0;
-  if (offset == kRegion) offset = 0;
+  // Without a lead the area starts on a boundary, and its first region stays small.
+  size_t offset = (kRegion - lead % kRegion) % kRegion;
   size_t span = offset + bytes;
   size_t mapped = pad ? (span + kRegion - 1) / kRegion * kRegion - offset : bytes;
   // Large pages for the whole regions past the lead (see memory/largepages.h).

@@ -140,12 +140,12 @@ int cmemory::AllocMemory() {
     return 0;
   }
   symTop = symBase;
-  numBase = zeroed<NumElem>(kNumbers);
+  // Start-up takes one number: only the area's first 2 MB stay in small pages.
+  numBase = static_cast<NumElem*>(mapWithSmallLead(sizeof(NumElem) * kNumbers, kLargePage));
   if (!numBase || !allocBits(numBits, kNumbers)) {
     std::puts("エラー: 数値領域の獲得に失敗しました");
     return 0;
   }
-  adviseLargePages(numBase, sizeof(NumElem) * kNumbers);
   numCursor = 0;
   freeNums = kNumbers;
   intBase = static_cast<IntElem*>(intPages.reserve(kIntegers, sizeof(IntElem), false, kIntLead));

@@ -52,7 +52,8 @@ enum : uint32_t {
   kCodeCell = 64u,    // part of a function or macro definition (see eval/fastpaths.h)
   kKeyWalk = 128u,    // visited while a macro call's forms are made a key (eval/expansioncache.h)
   kPreludeCode = 1u << 16,  // code flagged while the prelude was loaded
-  kCopyCell = 1u << 17,     // made by the replay of a remembered expansion (eval/expansioncache.h)
+  kCopyCell = 1u << 17,     // of an expansion's copy whose macro calls are linked (see
+                            // eval/expansioncache.h)
 };
 
 #ifdef TSUMUGI_STRESS

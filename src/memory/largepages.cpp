@@ -4,18 +4,6 @@
 
 #include <cstdint>
 
-void adviseLargePages(void* p, size_t bytes) {
-#ifdef MADV_HUGEPAGE
-  uintptr_t start = reinterpret_cast<uintptr_t>(p);
-  uintptr_t from = (start + 2 * kLargePage - 1) & ~(uintptr_t{kLargePage} - 1);
-  uintptr_t to = (start + bytes) & ~(uintptr_t{kLargePage} - 1);
-  if (to > from) madvise(reinterpret_cast<void*>(from), to - from, MADV_HUGEPAGE);
-#else
-  (void)p;
-  (void)bytes;
-#endif
-}
-
 void* mapWithSmallLead(size_t bytes, size_t lead) {
   // A stretch one large page longer, trimmed so that the lead ends on a boundary.
   size_t span = bytes + kLargePage;
