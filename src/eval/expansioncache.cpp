@@ -86,10 +86,6 @@ RememberedExpansion& ExpansionCache::add(std::vector<uintptr_t>&& key) {
 
 void ExpansionCache::noteCallSites(RememberedExpansion& e, const std::vector<_cell*>& copy,
                                    WriteCounts writes) {
-  if (e.callSites.empty()) return;
-  // The forms of the calls are made of the copy's cells and atoms: writes into these cells
-  // are the ones that can change them.
-  for (_cell* c : copy) c->spare |= kCopyCell;
   for (uint32_t k : e.callSites) {
     const _cell* args = copy[k];
     CallSite& site = sites_[(reinterpret_cast<uintptr_t>(args) / sizeof(_cell)) % kSites];

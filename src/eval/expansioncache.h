@@ -89,7 +89,9 @@ class ExpansionCache {
   RememberedExpansion& add(std::vector<uintptr_t>&& key);
 
   // A replay made `copy` (the cells of e in order): its macro calls' argument cells are
-  // noted, as of the destructive writes so far.
+  // noted, as of the destructive writes so far. The caller has flagged the copy's cells
+  // with copyFlag(e): the forms of the calls are made of them and of atoms, so writes into
+  // them are the ones that can change the forms.
   void noteCallSites(RememberedExpansion& e, const std::vector<_cell*>& copy, WriteCounts writes);
   // The expansion linked to a call of def with these argument forms, when they are a noted
   // place of a copy and nothing has been written into what they reach since; else null.
@@ -98,6 +100,9 @@ class ExpansionCache {
   // Links such a place to the expansion its call found.
   void link(const _cell* args, const _cell* def, RememberedExpansion* target, WriteCounts writes);
 
+  static uint32_t copyFlag(const RememberedExpansion& e) {
+    return e.callSites.empty() ? 0u : uint32_t{kCopyCell};
+  }
   static uintptr_t cellRef(long index) { return static_cast<uintptr_t>(index) * 2 + 1; }
   static bool isCellRef(uintptr_t r) { return r & 1; }
   static long indexOf(uintptr_t r) { return static_cast<long>(r >> 1); }

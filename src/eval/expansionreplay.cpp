@@ -95,6 +95,7 @@ _cell* cfunction::expandWatched(std::vector<uintptr_t>&& key, _cell* args, _symv
   if (keep && copy) {
     // This copy's macro calls get linked as a replayed copy's do.
     if (RememberedExpansion* e = remember(std::move(key), args, w, took, copy, order)) {
+      for (_cell* c : order) c->spare |= ExpansionCache::copyFlag(*e);
       expansions.noteCallSites(*e, order, writes);
     }
   }
@@ -196,7 +197,11 @@ RememberedExpansion* cfunction::remember(std::vector<uintptr_t>&& key, _cell* ar
 
 _cell* cfunction::rebuild(RememberedExpansion& e) {
   rebuilt.resize(e.cells.size());
-  for (_cell*& c : rebuilt) c = getCell();
+  const uint32_t flag = ExpansionCache::copyFlag(e);  // set as the cells are taken
+  for (_cell*& c : rebuilt) {
+    c = getCell();
+    c->spare = flag;
+  }
   auto resolve = [&](uintptr_t r) {
     return ExpansionCache::isCellRef(r) ? rebuilt[ExpansionCache::indexOf(r)]
                                         : reinterpret_cast<_cell*>(r);
