@@ -221,6 +221,7 @@ void cmemory::ResetAreas() {
   cellBits.clear();
   cellCursor = 0;
   wrapped = 0;
+  cellsTaken = 0;
   freeCells = kCells;
   cellPages.onWrap();
   intPages.onWrap();
@@ -263,58 +264,4 @@ void cmemory::ResetAreas() {
   stressCountdown = 0;
   stressChecks = 0;
 #endif
-}
-
-// Whole words of the bitmap at a time: the free bits from the cursor on are taken in order,
-// which is what taking them one by one does. The word that holds the area's last element,
-// where the cursor wraps round, goes one by one. Burned elements are never written, so
-// their regions are not given memory: a region only burned through stays without any.
-void cmemory::burn(MarkBits& bits, long& cursor, long& wraps, long size, AreaPages* pages,
-                   const char* full, long n) {
-  while (n > 0) {
-    long w = cursor >> 6;
-    if (((w + 1) << 6) >= size - 1) {
-      takeFree(bits, cursor, wraps, size, pages, full);
-      n--;
-      continue;
-    }
-    if ((cursor & 63) == 0 && n >= 64 && bits.words[w] == 0) {
-      // Whole free words, short of the one where the cursor wraps round.
-      while (n >= 64 && ((w + 1) << 6) < size - 1 && bits.words[w] == 0) {
-        bits.words[w++] = ~uint64_t{0};
-        n -= 64;
-      }
-      cursor = w << 6;
-      continue;
-    }
-    uint64_t free = ~bits.words[w] & (~uint64_t{0} << (cursor & 63));
-    if (!free) {
-      cursor = (w + 1) << 6;
-      continue;
-    }
-    uint64_t take = free;
-    long count = bitCount(free);
-    if (count > n) {
-      // Only the n lowest free bits. One run of free bits (the usual case in fresh parts of
-      // the area) is cut at once; otherwise gather them, or drop the others, whichever is
-      // fewer.
-      uint64_t lowest = free & (~free + 1);
-      if (((free + lowest) & free) == 0) {
-        take = free & ((lowest << n) - 1);  // the run has count > n bits, so this fits
-      } else if (n <= count - n) {
-        take = 0;
-        for (long k = 0; k < n; k++) {
-          take |= free & (~free + 1);
-          free &= free - 1;
-        }
-      } else {
-        for (long k = count - n; k > 0; k--) take &= ~(uint64_t{1} << (63 - __builtin_clzll(take)));
-      }
-      count = n;
-    }
-    bits.words[w] |= take;
-    long highest = (w << 6) + 63 - __builtin_clzll(take);
-    cursor = highest + 1;
-    n -= count;
-  }
 }

@@ -40,11 +40,19 @@ class cmemory : public ctextproc {
   // memory (for harnesses that run many sessions in one process).
   void ResetAreas();
 
-  // Allocators (rotating search; the last element of each area is never handed out).
+  // Allocators. Where an element lies is theirs to decide: all the program can tell is how
+  // many were taken. The free counters say that, an area is full when its counter is down to
+  // one (the last element of an area is never handed out), and the wrap flag is set by the
+  // 31,999,999th cell taken since start-up: before the cursor first wraps round no cell ahead
+  // of it is in use, so it moves by exactly one cell per cell taken. So the cursors below
+  // only pass over elements really handed out (a rotating search over the marks, reusing
+  // what a collection freed only after they come round), and the counters alone decide
+  // fullness and the flag.
   _cell* getCell() {
-    long i = takeFree(cellBits, cellCursor, cellWraps, kCells, &cellPages,
-                      "エラー: セル領域が一杯です。終了します。");
+    if (freeCells <= 1) Fatal(kCellsFull);
+    long i = takeFree(cellBits, cellCursor, cellWraps, kCells, &cellPages, kCellsFull);
     freeCells--;
+    cellsTaken++;
     if (i >= cellPages.readyEnd) cellPages.prepare(i);
 #ifdef TSUMUGI_STRESS
     stressFresh.push_back(i);
@@ -63,41 +71,44 @@ class cmemory : public ctextproc {
     return c;
   }
   NumElem* getNumber(long double v) {
-    long i = takeFree(numBits, numCursor, numWraps, kNumbers, nullptr,
-                      "エラー: 数値領域が一杯です。終了します。");
+    if (freeNums <= 1) Fatal(kNumbersFull);
+    long i = takeFree(numBits, numCursor, numWraps, kNumbers, nullptr, kNumbersFull);
     freeNums--;
     numBase[i].mark = 'd';
     numBase[i].value = v;
     return numBase + i;
   }
   IntElem* getInt(long v) {
-    long i = takeFree(intBits, intCursor, intWraps, kIntegers, &intPages,
-                      "エラー: 整数領域が一杯です。終了します。");
+    if (freeInts <= 1) Fatal(kIntegersFull);
+    long i = takeFree(intBits, intCursor, intWraps, kIntegers, &intPages, kIntegersFull);
     freeInts--;
     if (i >= intPages.readyEnd) intPages.prepare(i);
     intBase[i].mark = 'd';
     intBase[i].value = v;
     return intBase + i;
   }
-  // Take n elements exactly as n calls of getCell, getInt or getNumber would (the same
-  // cursor moves, marks, counters and wrap flag), for shortcuts that skip the steps that
-  // would have made that garbage (see eval/fastpaths.h). Nothing can reach these elements,
-  // so what they hold is left as it was: only the allocator's view of them changes.
+  // Take n elements as n calls of getCell, getInt or getNumber would, as far as the program
+  // can tell (the counters, fullness and the wrap flag), for shortcuts that skip the steps
+  // that would have made that garbage (see eval/fastpaths.h). Nothing could reach those
+  // elements, so none is handed out: they are only counted.
   void burnCells(long n) {
-    burn(cellBits, cellCursor, cellWraps, kCells, &cellPages,
-         "エラー: セル領域が一杯です。終了します。", n);
-    freeCells -= n;
+    burnCount(freeCells, n, kCellsFull);
+    cellsTaken += n;
   }
   void burnInts(long n) {
-    burn(intBits, intCursor, intWraps, kIntegers, &intPages,
-         "エラー: 整数領域が一杯です。終了します。", n);
-    freeInts -= n;
+    burnCount(freeInts, n, kIntegersFull);
   }
   void burnNums(long n) {
-    burn(numBits, numCursor, numWraps, kNumbers, nullptr,
-         "エラー: 数値領域が一杯です。終了します。", n);
-    freeNums -= n;
+    burnCount(freeNums, n, kNumbersFull);
   }
+  static void burnCount(long& freeCounter, long n, const char* fullMessage) {
+    // The calls one by one would stop at the one that finds the counter down to one.
+    if (n >= freeCounter) Fatal(fullMessage);
+    freeCounter -= n;
+  }
+  static constexpr const char* kCellsFull = "エラー: セル領域が一杯です。終了します。";
+  static constexpr const char* kNumbersFull = "エラー: 数値領域が一杯です。終了します。";
+  static constexpr const char* kIntegersFull = "エラー: 整数領域が一杯です。終了します。";
   char* getString(const char* name);
   _cell* CheckStringCell(const char* name);
   _cell* getStringCell(const char* name);
@@ -297,9 +308,11 @@ class cmemory : public ctextproc {
     return cellPages.wantsDonors || intPages.wantsDonors;
   }
   long cellCursor = 0;
-  long cellWraps = 0;
+  long cellWraps = 0;  // how often cellCursor went round (not what the flag shows)
   MarkBits cellBits;
-  int wrapped = 0;
+  int wrapped = 0;      // brought up to date by the collector, the only one to show it
+  long cellsTaken = 0;  // since start-up, burned ones included
+  static constexpr long kTakenToWrap = kCells - 1;
   long collections = 0;  // collections run so far
   long valueSets = 0;    // times multiple values were put on a cell (see library/chainmemo.h)
   // The prelude's cells: those below this index when it had been loaded (or -1). While
@@ -486,10 +499,7 @@ class cmemory : public ctextproc {
     }
     return i;
   }
-  void burn(MarkBits& bits, long& cursor, long& wraps, long size, AreaPages* pages,
-            const char* full, long n);
   void areaWrapped(AreaPages* pages) {
-    if (pages == &cellPages) wrapped = 1;
     pages->onWrap();
   }
   _cell* newSymbol(const char* name, char sub);

@@ -25,6 +25,7 @@ void cmemory::gc() {
   freeCells = kCells - cells;
   freeNums = kNumbers - nums;
   freeInts = kIntegers - ints;
+  if (cellsTaken >= kTakenToWrap) wrapped = 1;
   std::printf("gc: セル %ld個 浮動小数点数 %ld個 整数 %ld個 使用中 %c\n", cells, nums, ints,
               wrapped ? '*' : ' ');
   startInterval();

@@ -91,11 +91,11 @@ TEST_F(Memory, TheCellAreaHoldsOneCellFewerThanItsSize) {
                 long n = lisp->freeCells;  // cells still free after start-up
                 for (long i = 0; i < n - 1; i++) lisp->getCell();
                 // The last element is never handed out: this one is one too many.
-                std::fprintf(stderr, "cursor %ld wrapped %d\n", lisp->cellCursor, lisp->wrapped);
+                std::fprintf(stderr, "taken %ld\n", lisp->cellsTaken);
                 lisp->getCell();
               }),
               ::testing::ExitedWithCode(1),
-              "cursor 0 wrapped 1\nエラー: セル領域が一杯です。終了します。");
+              "taken 31999999\nエラー: セル領域が一杯です。終了します。");
 }
 
 TEST_F(Memory, TheIntegerAreaHoldsOneElementFewerThanItsSize) {
@@ -226,99 +226,56 @@ TEST_F(Memory, UnboundGlobalsAreNotFound) {
   EXPECT_EQ(lisp->getFuncval2(lisp->getStringCell("NEVER-DEFINED")), nullptr);
 }
 
-// Takes n elements one at a time and then all at once, from the same starting state, and
-// expects the same state after both; the area's free counter is put back after each.
-template <typename Reset, typename Snapshot, typename TakeOne, typename Burn>
-void expectBurnAsOneByOne(long n, long& freeCounter, Reset reset, Snapshot snapshot,
-                          TakeOne takeOne, Burn burn, const char* what) {
-  long free = freeCounter;
-  reset();
-  for (long k = 0; k < n; k++) takeOne();
-  auto byOne = snapshot();
-  freeCounter = free;
-  reset();
-  burn(n);
-  EXPECT_EQ(snapshot(), byOne) << n << " " << what;
-  freeCounter = free;
+// Burned elements are counted as taken and take no place: the cursor and the marks stay.
+TEST_F(Memory, BurningCountsCellsAndTakesNoPlace) {
+  long free = lisp->freeCells, taken = lisp->cellsTaken, cursor = lisp->cellCursor;
+  long inUse = lisp->cellBits.count(kCells);
+  lisp->burnCells(5000);
+  EXPECT_EQ(lisp->freeCells, free - 5000);
+  EXPECT_EQ(lisp->cellsTaken, taken + 5000);
+  EXPECT_EQ(lisp->cellCursor, cursor);
+  EXPECT_EQ(lisp->cellBits.count(kCells), inUse);
+  EXPECT_EQ(lisp->getCell(), lisp->cellBase + cursor);
 }
 
-// Taking n cells at once leaves the allocator exactly as n getCell calls do: the same cells
-// marked, the same cursor, counter and wrap flag, also across the end of the area and over
-// cells already in use.
-TEST_F(Memory, BurningCellsTakesWhatGetCellWouldTake) {
-  const long from = kCells - 700;
-  const long firstWord = from >> 6;
-  const long lastWord = (kCells - 1) >> 6;
-  for (long n : {1L, 5L, 63L, 64L, 65L, 300L, 800L, 2000L}) {
-    // The same starting state each time: every third cell in use from the start point on.
-    auto reset = [&] {
-      for (long w = firstWord; w <= lastWord; w++) lisp->cellBits.words[w] = 0;
-      for (long w = 0; w < 64; w++) lisp->cellBits.words[w] = 0;
-      for (long i = from; i < kCells - 1; i += 3) lisp->cellBits.set(i);
-      for (long i = 0; i < 4096; i += 5) lisp->cellBits.set(i);
-      lisp->cellCursor = from;
-      lisp->wrapped = 0;
-    };
-    auto snapshot = [&] {
-      std::vector<uint64_t> s;
-      for (long w = firstWord; w <= lastWord; w++) s.push_back(lisp->cellBits.words[w]);
-      for (long w = 0; w < 64; w++) s.push_back(lisp->cellBits.words[w]);
-      s.push_back(static_cast<uint64_t>(lisp->cellCursor));
-      s.push_back(static_cast<uint64_t>(lisp->wrapped));
-      s.push_back(static_cast<uint64_t>(lisp->freeCells));
-      return s;
-    };
-    expectBurnAsOneByOne(
-        n, lisp->freeCells, reset, snapshot, [&] { lisp->getCell(); },
-        [&](long k) { lisp->burnCells(k); }, "cells");
-  }
+TEST_F(Memory, BurningCountsIntegersAndNumbersAndTakesNoPlace) {
+  long ints = lisp->freeInts, nums = lisp->freeNums;
+  long intCursor = lisp->intCursor, numCursor = lisp->numCursor;
+  lisp->burnInts(300);
+  lisp->burnNums(40);
+  EXPECT_EQ(lisp->freeInts, ints - 300);
+  EXPECT_EQ(lisp->freeNums, nums - 40);
+  EXPECT_EQ(lisp->intCursor, intCursor);
+  EXPECT_EQ(lisp->numCursor, numCursor);
 }
 
-// Runs of free cells and wholly free words, which a burn takes without going bit by bit:
-// starting anywhere in a word, ending anywhere, and stopping short of a cell in use.
-TEST_F(Memory, BurningCellsThroughFreeRunsTakesWhatGetCellWouldTake) {
-  const long from = 1000000;  // the start of a word
-  const std::vector<std::vector<long>> layouts = {{40, 41, 100, 190}, {300, 301, 450}};
-  for (const auto& inUse : layouts) {
-    for (long start : {0L, 13L, 63L}) {
-      for (long n = 1; n <= 480; n++) {
-        auto reset = [&] {
-          for (long w = (from >> 6); w < (from >> 6) + 16; w++) lisp->cellBits.words[w] = 0;
-          for (long used : inUse) lisp->cellBits.set(from + used);
-          lisp->cellCursor = from + start;
-        };
-        auto snapshot = [&] {
-          std::vector<uint64_t> s(lisp->cellBits.words + (from >> 6),
-                                  lisp->cellBits.words + (from >> 6) + 16);
-          s.push_back(static_cast<uint64_t>(lisp->cellCursor));
-          s.push_back(static_cast<uint64_t>(lisp->freeCells));
-          return s;
-        };
-        expectBurnAsOneByOne(
-            n, lisp->freeCells, reset, snapshot, [&] { lisp->getCell(); },
-            [&](long k) { lisp->burnCells(k); }, "cells in runs");
-      }
-    }
-  }
+// The area is full for the allocator when the counter says so, burned cells included.
+TEST_F(Memory, BurnedCellsFillTheAreaAsTakenOnesDo) {
+  EXPECT_EXIT(STDOUT_TO_STDERR({
+                lisp->burnCells(lisp->freeCells - 2);
+                lisp->getCell();
+                std::fprintf(stderr, "free %ld\n", lisp->freeCells);
+                lisp->getCell();
+              }),
+              ::testing::ExitedWithCode(1), "free 1\nエラー: セル領域が一杯です。終了します。");
 }
 
-TEST_F(Memory, BurningIntegersTakesWhatGetIntWouldTake) {
-  for (long n : {1L, 64L, 100L, 1000L}) {
-    auto reset = [&] {
-      lisp->intBits.clear();
-      for (long i = kIntegers - 500; i < kIntegers - 1; i += 2) lisp->intBits.set(i);
-      lisp->intCursor = kIntegers - 500;
-    };
-    auto snapshot = [&] {
-      std::vector<uint64_t> s(lisp->intBits.words + ((kIntegers - 600) >> 6),
-                              lisp->intBits.words + ((kIntegers - 1) >> 6) + 1);
-      s.insert(s.end(), lisp->intBits.words, lisp->intBits.words + 32);
-      s.push_back(static_cast<uint64_t>(lisp->intCursor));
-      s.push_back(static_cast<uint64_t>(lisp->freeInts));
-      return s;
-    };
-    expectBurnAsOneByOne(
-        n, lisp->freeInts, reset, snapshot, [&] { lisp->getInt(0); },
-        [&](long k) { lisp->burnInts(k); }, "integers");
-  }
+TEST_F(Memory, ABurnPastTheLastFreeElementEndsTheProcess) {
+  EXPECT_EXIT(STDOUT_TO_STDERR(lisp->burnInts(lisp->freeInts)), ::testing::ExitedWithCode(1),
+              "エラー: 整数領域が一杯です。終了します。");
+}
+
+// The collector shows the wrap flag from the 31,999,999th cell taken since start-up on,
+// whether the cells were handed out or burned.
+TEST_F(Memory, TheWrapFlagFollowsTheCellsTaken) {
+  ::testing::internal::CaptureStdout();
+  lisp->burnCells(kCells - 2 - lisp->cellsTaken);
+  lisp->gc();
+  lisp->getCell();
+  lisp->gc();
+  std::string out = ::testing::internal::GetCapturedStdout();
+  size_t first = out.find('\n');
+  ASSERT_NE(first, std::string::npos);
+  EXPECT_EQ(out.substr(first - 1, 2), " \n");
+  EXPECT_EQ(out.substr(out.size() - 2), "*\n");
 }

@@ -1,7 +1,8 @@
-// SORT's stand-in against its definition: from the same start, (SORT list #'<) must leave the
-// same cells and integers taken (garbage included: the same marks over the stretch the cursors
-// swept), the same free counters, and the answer's conses in the very places the definition
-// puts them.
+// SORT's stand-in against its definition: from the same start, (SORT list #'<) must take as
+// many cells and integers (garbage included) and answer with the same structure: each cons
+// of the answer the same cons of the argument list as the definition's, or a new one where
+// the definition's is new.
+#include <algorithm>
 #include <random>
 #include <sstream>
 #include <vector>
@@ -11,55 +12,42 @@
 
 namespace {
 struct Outcome {
-  long cells, ints, freeCells, freeInts;
-  std::vector<long> places;  // of the answer's conses, from the cursor at the start; -1: the first
+  long cells, freeCells, freeInts;
+  std::vector<long> places;  // of the answer's conses in the argument list; -1: a new cons
   std::vector<long> values;
-  std::vector<uint64_t> cellMarks, intMarks;
   bool operator==(const Outcome& o) const {
-    return cells == o.cells && ints == o.ints && freeCells == o.freeCells &&
-           freeInts == o.freeInts && places == o.places && values == o.values &&
-           cellMarks == o.cellMarks && intMarks == o.intMarks;
+    return cells == o.cells && freeCells == o.freeCells && freeInts == o.freeInts &&
+           places == o.places && values == o.values;
   }
 };
 
 std::ostream& operator<<(std::ostream& out, const Outcome& o) {
-  out << "cells " << o.cells << " ints " << o.ints << " places";
+  out << "cells " << o.cells << " ints " << o.freeInts << " places";
   for (long p : o.places) out << ' ' << p;
   return out;
 }
 
 class SortStandIn : public PreludeSession {
  protected:
-  std::vector<uint64_t> words(const MarkBits& bits, long from, long to) {
-    return std::vector<uint64_t>(bits.words + (from >> 6), bits.words + (to >> 6) + 1);
-  }
-
   // Sorts a new list of these elements, with the shortcuts on or off, in a fresh session.
   Outcome sortOnce(const std::string& elements, bool shortcuts) {
     ::testing::internal::CaptureStdout();
     lisp->RestartSession();
     evaluate("(setq lst0 (list " + elements + "))");
-    _cell* first = evaluate("lst0");
-    long c0 = lisp->cellCursor, i0 = lisp->intCursor;
+    std::vector<_cell*> argument;
+    for (_cell* p = evaluate("lst0"); consp(p); p = p->cdr) argument.push_back(p);
+    long t0 = lisp->cellsTaken;
     long f0 = lisp->freeCells, fi0 = lisp->freeInts;
     fastPathsOn = shortcuts;
     _cell* r = evaluate("(sort lst0 #'<)");
     fastPathsOn = true;
     ::testing::internal::GetCapturedStdout();
-    Outcome o{lisp->cellCursor - c0,
-              lisp->intCursor - i0,
-              f0 - lisp->freeCells,
-              fi0 - lisp->freeInts,
-              {},
-              {},
-              {},
-              {}};
+    Outcome o{lisp->cellsTaken - t0, f0 - lisp->freeCells, fi0 - lisp->freeInts, {}, {}};
     for (_cell* p = r; consp(p); p = p->cdr) {
-      o.places.push_back(p == first ? -1 : (p - lisp->cellBase) - c0);
+      auto at = std::find(argument.begin(), argument.end(), p);
+      o.places.push_back(at == argument.end() ? -1 : at - argument.begin());
       o.values.push_back(ival(p->car));
     }
-    o.cellMarks = words(lisp->cellBits, c0, lisp->cellCursor);
-    o.intMarks = words(lisp->intBits, i0, lisp->intCursor);
     return o;
   }
 };
