@@ -71,6 +71,10 @@ struct RememberedExpansion {
   // Cells that existed before the body ran and that its steps returned: the steps clear their
   // multiple values, and so does a replay.
   std::vector<_cell*> cleared;
+  // The count of multiple values put on cells that existed before (cmemory::oldValueSets)
+  // when a replay last cleared them: while it stays the same, they are all still clear, since
+  // other operations put values only on cells they make.
+  long clearedAt = -1;
   long garbageCells = 0, garbageNums = 0, garbageInts = 0;
   long stackUse = 0;  // bytes of native stack the body went down
   // The copy's cells that hold the argument forms of a call of a macro, and the expansions

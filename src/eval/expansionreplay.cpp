@@ -236,11 +236,14 @@ _cell* cfunction::replayExpansion(RememberedExpansion& e, _cell* args, _symval* 
   burnInts(e.garbageInts);
   burnNums(e.garbageNums);
   burnCells(e.garbageCells);
-  for (_cell* c : e.cleared) {
-    if (c->values) {
-      touchCell(c);
-      c->values = nullptr;
+  if (e.clearedAt != oldValueSets) {
+    for (_cell* c : e.cleared) {
+      if (c->values) {
+        touchCell(c);
+        c->values = nullptr;
+      }
     }
+    e.clearedAt = oldValueSets;
   }
   _cell* copy = rebuild(e);
   if (watching) {

@@ -3,13 +3,14 @@
 // Only these are observable: what is printed (results, messages, every collector report with
 // its counts and its place in the output, the "*" flag), the files written, and where and how
 // the process ends. Between two of them a shortcut may skip evaluation steps, provided that
-// at the next one the free counters, the allocation cursors, the marks and everything
-// reachable are exactly what the plain evaluator would have left. So every fast path:
+// at the next one the free counters, the count of cells taken (which decides the "*" flag)
+// and everything reachable are exactly what the plain evaluator would have left. Where the
+// allocators put an element is not among them (see memory/cmemory.h). So every fast path:
 //  1. runs only when no collection and no exhaustion can fall inside the steps it skips (the
 //     free counters stay above 999 after everything it takes; otherwise the plain path runs);
-//  2. leaves the same allocation effects: as many cells, numbers and integers taken from the
-//     rotating cursors, in the same order, so that the same elements are in use afterwards
-//     (garbage included), and the same values and structure wherever anything can reach them;
+//  2. leaves the same allocation effects: as many cells, numbers and integers taken (the
+//     garbage it does not make is burned: counted, not handed out), and the same values and
+//     structure wherever anything can reach them;
 //  3. notices whatever would change the plain result: a redefinition, an assignment to a
 //     global it depends on, a destructive change to the code it stands for.
 // `--plain` turns every shortcut off. Each has a test that runs one program both ways and

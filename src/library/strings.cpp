@@ -215,7 +215,7 @@ _cell* cfunction::internName(_cell* args, _symval* frame, long count, long mark,
   }
   if (!sym) return nullptr;
   touchCell(sym);
-  notePutValues(sym);
+  notePutValuesOnOld(sym);
   sym->values = list2(sym, second);  // stays on the symbol afterwards
   return sym;
 }

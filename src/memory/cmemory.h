@@ -330,6 +330,13 @@ class cmemory : public ctextproc {
     valueSets++;
     notePreludeCell(c);
   }
+  // The same, when c existed before the operation that puts them (INTERN's symbol). Every
+  // other operation puts them on a result it made itself.
+  void notePutValuesOnOld(const _cell* c) {
+    notePutValues(c);
+    oldValueSets++;
+  }
+  long oldValueSets = 0;
   long freeCells = 0;
 
   char* strBase = nullptr;
