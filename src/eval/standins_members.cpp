@@ -11,7 +11,7 @@
 // (SETQ ANS (APPEND ANS (LIST (CAR B)))): APPEND is a macro, so every kept element costs the
 // expansion's cells, the cell of LIST and a fresh copy of ANS by APPEND1 (its conses made
 // from the last to the first, as the recursion unwinds). Only the last copy stays reachable,
-// so the earlier ones are taken with burnCells, in their places in the sequence.
+// so the earlier ones are only counted, with burnCells.
 #include <vector>
 
 #include "eval/cfunction.h"

@@ -14,8 +14,8 @@
 //
 // Everything the levels make is garbage when SORT returns but the copies that end up in the
 // answer and the answers of the levels on the L side (their reversed lists), so the stand-in
-// works the sort out on the elements, takes the garbage with burnCells in its places in the
-// sequence, and makes only those cells, in the order and the places the definition makes them.
+// works the sort out on the elements, counts the garbage with burnCells, and makes only those
+// cells, in the order the definition makes them.
 // The cells each step takes:
 //  - (LENGTH LST): a cell and an integer; (< A B) on integers: (MINUSP (- A B)), a cell and
 //    an integer; (1+ K) likewise; (MEMBER :KEY NIL) none;
