@@ -198,10 +198,8 @@ RememberedExpansion* cfunction::remember(std::vector<uintptr_t>&& key, _cell* ar
 _cell* cfunction::rebuild(RememberedExpansion& e) {
   rebuilt.resize(e.cells.size());
   const uint32_t flag = ExpansionCache::copyFlag(e);  // set as the cells are taken
-  for (_cell*& c : rebuilt) {
-    c = getCell();
-    c->spare = flag;
-  }
+  getCells(rebuilt.data(), static_cast<long>(rebuilt.size()));
+  for (_cell* c : rebuilt) c->spare = flag;
   auto resolve = [&](uintptr_t r) {
     return ExpansionCache::isCellRef(r) ? rebuilt[ExpansionCache::indexOf(r)]
                                         : reinterpret_cast<_cell*>(r);

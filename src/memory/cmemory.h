@@ -50,6 +50,18 @@ class cmemory : public ctextproc {
   // fullness and the flag.
   _cell* getCell() {
     if (freeCells <= 1) Fatal(kCellsFull);
+    return takeCell();
+  }
+  // n cells, as n calls of getCell take them, into out.
+  void getCells(_cell** out, long n) {
+    if (freeCells - n < 1) {
+      for (long k = 0; k < n; k++) out[k] = getCell();  // the one that finds the area full
+      return;
+    }
+    for (long k = 0; k < n; k++) out[k] = takeCell();
+  }
+  // A cell, once the counter has said there is one.
+  __attribute__((always_inline)) _cell* takeCell() {
     long i = takeFree(cellBits, cellCursor, cellWraps, kCells, &cellPages, kCellsFull);
     freeCells--;
     cellsTaken++;
