@@ -34,6 +34,10 @@ void* AreaPages::reserve(long n, size_t elemSize, bool pad, size_t lead) {
 }
 
 void AreaPages::prepare(long i) {
+  if (searchAt_ >= 0 && i >= searchAt_) {
+    wantsDonors = true;
+    searchAt_ = -1;
+  }
   long first = regionOf(i);
   long last = lastRegionOf(i);
   for (long r = first; r <= last; r++) {
@@ -72,6 +76,7 @@ void AreaPages::prepare(long i) {
   }
   long end = firstElem(last + 1);
   readyEnd = end < elems_ ? end : elems_;
+  if (searchAt_ > i && searchAt_ < readyEnd) readyEnd = searchAt_;
   if (wrapPending_) {
     readyEnd = 0;  // the next element is at the start of the area again
     wrapPending_ = false;

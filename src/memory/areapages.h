@@ -1,9 +1,10 @@
 // The physical memory behind the cell and integer areas. Their rotating allocators sweep
-// forward through the whole area and only come back after wrapping round, so fresh memory
-// keeps being touched, and the kernel zero-fills every page first. Instead, when an
-// allocator enters a region that has no memory yet, the pages of another region in which no
-// element is in use are moved there; a moved-away region reads as zeros again. Which
-// element the allocator hands out is unchanged: only where its memory comes from.
+// forward and would keep touching fresh memory, which the kernel zero-fills first. Two
+// things keep them on memory already touched, both after a marking that finds what is
+// reachable (a search, asked for through wantsDonors): the allocator goes back and fills
+// the holes of the stretch it has been through (see cmemory::reuseGarbage), and when it
+// must enter a region that has no memory yet, the pages of a region in which no element is
+// in use are moved there; a moved-away region reads as zeros again.
 #pragma once
 
 #include <cstddef>
@@ -25,6 +26,13 @@ class AreaPages {
   void prepare(long i);
   // Elements below readyEnd have memory (until the allocator wraps round).
   long readyEnd = 0;
+  // The allocator goes back to `from` to reuse what is free below `high`, where `inUse`
+  // elements are in use. While most of that stretch is free, the next search is asked for
+  // before the allocator leaves it for fresh memory.
+  void restart(long from, long high, long inUse) {
+    readyEnd = 0;
+    searchAt_ = high - from > 4 * inUse ? high - (high - from) / 8 : -1;
+  }
   // The allocator went back to the start of the area (possibly just before preparing the
   // last element it took at the end).
   void onWrap() {
@@ -67,13 +75,14 @@ class AreaPages {
   static constexpr size_t kLowWater = 4;
   // With only a few regions in use there is nothing worth a marking pass.
   long residentCount_ = 0;
-  static constexpr long kFewRegions = 8;
+  static constexpr long kFewRegions = 3;
   static constexpr long kCellsPerRegionOfZeroing = 20000;
   static constexpr long kMaxPatience = 256;
   long keptBelow_ = 0;
   bool searchPaid_ = false;  // the last search found more than its marking cost
   bool moving_ = true;       // off when the system cannot move pages
   bool wrapPending_ = false;
+  long searchAt_ = -1;  // the element at which a search is asked for
   char* regionStart(long r) const { return base_ - offset_ + r * kRegion; }
   bool whole(long r) const { return r >= wholeFrom_ && r < wholeTo_; }
   // The element that holds the first byte of a region.

@@ -248,6 +248,8 @@ void cmemory::ResetAreas() {
   lsTop = lsLow = lsBase;
   ssTop = ssBase;
   cellWraps = numWraps = intWraps = 0;
+  cellHigh = intHigh = 0;
+  preludeInts = 0;
   stable.valid = false;
   stable.holders = 0;
   for (FILE*& s : streams) {

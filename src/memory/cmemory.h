@@ -2,6 +2,7 @@
 // the binding tables, the collector, and the parser that builds cells from text.
 #pragma once
 
+#include <algorithm>
 #include <cstdio>
 #include <vector>
 
@@ -261,8 +262,9 @@ class cmemory : public ctextproc {
     touchCell(c);
     c->cdr = v;
   }
-  // At a point where a collection could run: marks into a scratch bitmap when the cell
-  // area's memory wants regions to reuse (see AreaPages); changes nothing visible.
+  // At a point where a collection could run: marks into a scratch bitmap when the areas'
+  // memory wants regions to reuse (see AreaPages), and hands the garbage it finds out again
+  // (reuseGarbage); changes nothing visible.
   void findFreeRegions();
   // Whether the last search for free regions found c reachable.
   bool foundReachable(const _cell* c) const {
@@ -325,8 +327,10 @@ class cmemory : public ctextproc {
   int wrapped = 0;      // brought up to date by the collector, the only one to show it
   long cellsTaken = 0;  // since start-up, burned ones included
   static constexpr long kTakenToWrap = kCells - 1;
-  long collections = 0;  // collections run so far
-  long valueSets = 0;    // times multiple values were put on a cell (see library/chainmemo.h)
+  // Collections run so far, and reuses of garbage between them: at each, what is
+  // remembered by address is forgotten.
+  long collections = 0;
+  long valueSets = 0;  // times multiple values were put on a cell (see library/chainmemo.h)
   // The prelude's cells: those below this index when it had been loaded (or -1). While
   // nothing made since hangs off them (by multiple values, a captured frame or a write into
   // its code), everything reachable from the prelude's code is in the prelude's own regions,
@@ -435,20 +439,24 @@ class cmemory : public ctextproc {
   void markRoots(const RootSpan& span);
   void clearMarks(MarkBits& cells, MarkBits* nums, MarkBits* ints);
   // No bit of an area's bitmaps lies at or past its extent: until its cursor first wraps
-  // round, elements are only taken below the cursor, and only taken elements are marked.
-  // Clearing, counting and copying bitmaps stop there.
-  static long extentOf(long cursor, long wraps, long size) {
-    return wraps ? size : cursor;
-  }
+  // round, elements are only taken below the cursor or below where it stood before it went
+  // back to reuse garbage, and only taken elements are marked. Clearing, counting and
+  // copying bitmaps stop there.
   long cellExtent() const {
-    return extentOf(cellCursor, cellWraps, kCells);
+    return std::max(cellCursor, cellHigh);
   }
   long numExtent() const {
-    return extentOf(numCursor, numWraps, kNumbers);
+    return numWraps ? kNumbers : numCursor;
   }
   long intExtent() const {
-    return extentOf(intCursor, intWraps, kIntegers);
+    return std::max(intCursor, intHigh);
   }
+  long cellHigh = 0, intHigh = 0;  // the furthest the cursors went before going back
+  // Reuses the garbage that a search for free regions found: see memory/gc.cpp.
+  void reuseGarbage(bool preludeSkipped);
+  void reuseArea(MarkBits& bits, const MarkBits& reached, long keptBelow, long& cursor, long& high,
+                 long& wraps, AreaPages& pages);
+  long preludeInts = 0;  // the integers taken while the prelude loaded
   // The collection itself, from the kept marks when they can be used, else in full.
   bool collectFromStableMarks();
   void collectFully();
@@ -519,6 +527,8 @@ class cmemory : public ctextproc {
     return i;
   }
   void areaWrapped(AreaPages* pages) {
+    if (pages == &cellPages) cellHigh = kCells;
+    if (pages == &intPages) intHigh = kIntegers;
     pages->onWrap();
   }
   _cell* newSymbol(const char* name, char sub);

@@ -45,13 +45,47 @@ void cmemory::findFreeRegions() {
   }
   cellPages.clearResident(regionBits);
   intPages.clearResident(regionIntBits);
-  skipPreludeCode = preludeCodeAlone && preludeCells > 0;
+  bool preludeSkipped = skipPreludeCode = preludeCodeAlone && preludeCells > 0;
   markFromRoots(regionBits, nullptr, &regionIntBits);
   skipPreludeCode = false;
   sweepEnvHolders(regionBits, 0);
   stable.holders = 0;  // the sweep may have moved closures into the kept prefix
+  reuseGarbage(preludeSkipped);
   cellPages.afterCollection(regionBits, cellCursor, markedConses);
   intPages.afterCollection(regionIntBits, intCursor, markedConses);
+}
+
+// Where an element lies is the allocator's business (see memory/cmemory.h), so once a
+// marking has found what is reachable, the rest can be handed out again before the
+// collection that will count it free: the cursors go back and fill the holes, and the
+// memory already touched is used again instead of fresh pages. What may not see an element
+// reused is what remembers elements by address: the shortcuts' caches forget everything
+// when `collections` changes, the kept marks of the collector are dropped, and the cursor
+// counts as having wrapped round (so the watch of a macro body still knows what it made).
+void cmemory::reuseGarbage(bool preludeSkipped) {
+  // A marking that did not go into the prelude's code left out what it reaches, all of
+  // which lies below where the prelude's loading left the cursors: those marks stay.
+  reuseArea(cellBits, regionBits, preludeSkipped ? preludeCells : 0, cellCursor, cellHigh,
+            cellWraps, cellPages);
+  reuseArea(intBits, regionIntBits, preludeSkipped ? preludeInts : 0, intCursor, intHigh, intWraps,
+            intPages);
+  collections++;
+  stable.valid = false;
+}
+
+void cmemory::reuseArea(MarkBits& bits, const MarkBits& reached, long keptBelow, long& cursor,
+                        long& high, long& wraps, AreaPages& pages) {
+  long end = std::max(cursor, high);
+  if (keptBelow >= end) return;
+  long first = keptBelow >> 6;
+  uint64_t kept = (uint64_t{1} << (keptBelow & 63)) - 1;
+  bits.words[first] = (bits.words[first] & kept) | (reached.words[first] & ~kept);
+  long last = (end + 63) >> 6;
+  std::copy(reached.words + first + 1, reached.words + last, bits.words + first + 1);
+  high = end;
+  cursor = keptBelow;
+  wraps++;
+  pages.restart(keptBelow, end, bits.count(end) - bits.count(keptBelow));
 }
 
 void cmemory::notePreludeLoaded() {
@@ -59,7 +93,8 @@ void cmemory::notePreludeLoaded() {
   // What the prelude's code reaches (its conses, and the integers it holds) stays in the
   // regions the prelude filled.
   cellPages.keepRegionsBelow(preludeCells);
-  intPages.keepRegionsBelow(intWraps ? kIntegers : intCursor);
+  preludeInts = intWraps ? kIntegers : intCursor;
+  intPages.keepRegionsBelow(preludeInts);
   // A closure made while it loaded holds a frame whose variables may later be set to
   // anything made since.
   for (const _cell* c : envHolders) notePreludeCell(c);

@@ -99,5 +99,8 @@ void cmemory::stressStep() {
   for (long i : candidates) poisonIfUnreached(i);
   for (long i : stressFresh) poisonIfUnreached(i);
   stressFresh.clear();
+  // Garbage is reused far more often than normal runs do, so that anything still held
+  // without a root is handed out again and overwritten soon.
+  if (stressChecks % kChecksPerReuse == 0) cellPages.wantsDonors = true;
 }
 #endif

@@ -12,6 +12,10 @@
 // afterwards with intervals that double each time kFullSteps more checks have run; a check
 // that visits more than kLargeLive roots and conses spaces out the following ones (one check per
 // live / kVisitsPerStep steps), so that sessions with huge live data stay affordable.
+//
+// Every kChecksPerReuse checks, the garbage found is also handed out again at once (see
+// cmemory::reuseGarbage), so that a cell used after it lost its last root is soon
+// overwritten as well.
 #pragma once
 
 #include "memory/cell.h"
@@ -21,6 +25,7 @@ constexpr long kFullSteps = 10000;
 constexpr long kLongestInterval = 1L << 16;
 constexpr long kLargeLive = 20000;
 constexpr long kVisitsPerStep = 250;
+constexpr long kChecksPerReuse = 32;
 // Installs the handler that reports a read through a poisoned pointer.
 void InstallPoisonTrap();
 // Where a poisoned cell's pointers lead: a page that cannot be read.
