@@ -250,6 +250,8 @@ void cmemory::ResetAreas() {
   cellWraps = numWraps = intWraps = 0;
   cellHigh = intHigh = 0;
   preludeInts = 0;
+  takenAtSearch = reachedAtSearch = 0;
+  searchForced = false;
   stable.valid = false;
   stable.holders = 0;
   for (FILE*& s : streams) {

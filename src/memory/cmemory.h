@@ -266,6 +266,7 @@ class cmemory : public ctextproc {
   // memory wants regions to reuse (see AreaPages), and hands the garbage it finds out again
   // (reuseGarbage); changes nothing visible.
   void findFreeRegions();
+  bool searchForced = false;  // the next search runs however recently the last one did
   // Whether the last search for free regions found c reachable.
   bool foundReachable(const _cell* c) const {
     return regionBits.words && regionBits.get(c - cellBase);
@@ -457,6 +458,8 @@ class cmemory : public ctextproc {
   void reuseArea(MarkBits& bits, const MarkBits& reached, long keptBelow, long& cursor, long& high,
                  long& wraps, AreaPages& pages);
   long preludeInts = 0;  // the integers taken while the prelude loaded
+  // At the last search: cellsTaken, and what its marking reached.
+  long takenAtSearch = 0, reachedAtSearch = 0;
   // The collection itself, from the kept marks when they can be used, else in full.
   bool collectFromStableMarks();
   void collectFully();

@@ -37,6 +37,13 @@ void cmemory::findFreeRegions() {
   // regions behind the cursors hold nothing reachable, so that their memory can be reused.
   // These bitmaps only ever hold marks of reachable elements, so clearing the regions that
   // have memory clears them.
+  // A search costs a marking of all that is reachable: it waits until the program has taken
+  // at least as many cells since the last one (the areas ask again later).
+  if (cellsTaken - takenAtSearch < reachedAtSearch && !searchForced) {
+    cellPages.wantsDonors = intPages.wantsDonors = false;
+    return;
+  }
+  searchForced = false;
   if ((!regionBits.words && !allocBits(regionBits, kCells)) ||
       (!regionIntBits.words && !allocBits(regionIntBits, kIntegers))) {
     cellPages.stopAsking();
@@ -46,7 +53,8 @@ void cmemory::findFreeRegions() {
   cellPages.clearResident(regionBits);
   intPages.clearResident(regionIntBits);
   bool preludeSkipped = skipPreludeCode = preludeCodeAlone && preludeCells > 0;
-  markFromRoots(regionBits, nullptr, &regionIntBits);
+  reachedAtSearch = markFromRoots(regionBits, nullptr, &regionIntBits);
+  takenAtSearch = cellsTaken;
   skipPreludeCode = false;
   sweepEnvHolders(regionBits, 0);
   stable.holders = 0;  // the sweep may have moved closures into the kept prefix

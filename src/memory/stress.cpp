@@ -101,6 +101,6 @@ void cmemory::stressStep() {
   stressFresh.clear();
   // Garbage is reused far more often than normal runs do, so that anything still held
   // without a root is handed out again and overwritten soon.
-  if (stressChecks % kChecksPerReuse == 0) cellPages.wantsDonors = true;
+  if (stressChecks % kChecksPerReuse == 0) cellPages.wantsDonors = searchForced = true;
 }
 #endif

@@ -8,6 +8,11 @@
 namespace {
 class GarbageReuse : public PreludeSession {
  protected:
+  // A search now, however recently the last one ran.
+  void search() {
+    lisp->searchForced = true;
+    lisp->findFreeRegions();
+  }
   // The conses of a list and the cells of its elements.
   std::set<const _cell*> cellsOf(const _cell* list) {
     std::set<const _cell*> cells;
@@ -18,12 +23,12 @@ class GarbageReuse : public PreludeSession {
     return cells;
   }
   // The collector's report after the given garbage, with or without a search before it.
-  std::string reportAfter(bool search) {
+  std::string reportAfter(bool withSearch) {
     ::testing::internal::CaptureStdout();
     lisp->RestartSession();
     evaluate("(setq kept (list 10 20 30))");
     evaluate("(dotimes (i 3000) (list i i i))");
-    if (search) lisp->findFreeRegions();
+    if (withSearch) search();
     evaluate("(dotimes (i 3000) (list i i i))");
     evaluate("(gc)");
     return ::testing::internal::GetCapturedStdout();
@@ -37,7 +42,7 @@ TEST_F(GarbageReuse, TheCursorsGoBackAndLeaveTheCountersAsTheyAre) {
   for (int i = 0; i < 1000; i++) lisp->getInt(i);
   long freeCells = lisp->freeCells, freeInts = lisp->freeInts, taken = lisp->cellsTaken;
   long collections = lisp->collections;
-  lisp->findFreeRegions();
+  search();
   EXPECT_LT(lisp->cellCursor, madeAt);
   EXPECT_EQ(lisp->freeCells, freeCells);
   EXPECT_EQ(lisp->freeInts, freeInts);
@@ -49,7 +54,7 @@ TEST_F(GarbageReuse, WhatIsReachableIsNeverHandedOutAgain) {
   _cell* kept = evaluate("(setq kept (list 10 20 30))");
   for (int i = 0; i < 100000; i++) lisp->getCell();
   for (int i = 0; i < 1000; i++) lisp->getInt(i);
-  lisp->findFreeRegions();
+  search();
   std::set<const _cell*> reachable = cellsOf(kept);
   for (int i = 0; i < 150000; i++) ASSERT_EQ(reachable.count(lisp->getCell()), 0u);
   for (int i = 0; i < 2000; i++) lisp->getInt(-1);

@@ -5,6 +5,11 @@
 namespace {
 class PreludeRegions : public PreludeSession {
  protected:
+  // A search now, however recently the last one ran.
+  void search() {
+    lisp->searchForced = true;
+    lisp->findFreeRegions();
+  }
   // Moves the cell cursor well past the prelude's regions, then makes a list there.
   _cell* listFarAway(const char* name) {
     for (int i = 0; i < 200000; i++) lisp->getCell();
@@ -14,7 +19,7 @@ class PreludeRegions : public PreludeSession {
 
 TEST_F(PreludeRegions, ListsHeldByVariablesAreFoundReachable) {
   _cell* list = listFarAway("x");
-  lisp->findFreeRegions();
+  search();
   EXPECT_TRUE(lisp->foundReachable(list));
   EXPECT_TRUE(lisp->foundReachable(list->cdr->cdr->cdr));
 }
@@ -23,7 +28,7 @@ TEST_F(PreludeRegions, WhatIsWrittenIntoThePreludesCodeIsFoundReachable) {
   _cell* list = listFarAway("x");
   evaluate("(rplaca (cdr (cdr (symbol-function 'replace-destroy))) x)");
   evaluate("(setq x nil)");
-  lisp->findFreeRegions();
+  search();
   EXPECT_TRUE(lisp->foundReachable(list));
   EXPECT_TRUE(lisp->foundReachable(list->cdr->cdr->cdr));
 }
