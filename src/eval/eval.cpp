@@ -35,8 +35,9 @@ _cell* cfunction::fail(const char* message, _symval* frame, long count) {
 __attribute__((noinline, cold)) bool cfunction::stepChores(_symval* frame, long count) {
   if (freeCells <= 999 || freeNums <= 999 || freeInts <= 999) {
     gc();
-  } else if (wantsDonors()) {
-    findFreeRegions();
+  } else if (wantsDonors() && findFreeRegions()) {
+    // Remembered expansions that hold nothing the reuse can have handed out stay.
+    expansions.keepReached(searchReached(), cellBase, kCells, collections);
   }
   return !InterruptRequested() || answerInterrupt(frame, count);
 }

@@ -1,5 +1,8 @@
 #include "eval/expansioncache.h"
 
+#include <algorithm>
+#include <unordered_set>
+
 namespace {
 // Key words for conses and arrays; atoms are their addresses, never this small.
 constexpr uintptr_t kConsWord = 2;
@@ -82,6 +85,54 @@ RememberedExpansion& ExpansionCache::add(std::vector<uintptr_t>&& key) {
   auto it = entries_.emplace(h, RememberedExpansion{});
   it->second.key = std::move(key);
   return it->second;
+}
+
+void ExpansionCache::keepReached(const MarkBits& reached, const _cell* base, long size,
+                                 long collections) {
+  auto isReached = [&](uintptr_t p) {
+    long i = reinterpret_cast<const _cell*>(p) - base;
+    return i >= 0 && i < size && reached.get(i);
+  };
+  auto atomReached = [&](uintptr_t r) { return isCellRef(r) || isReached(r); };
+  auto allReached = [&](const RememberedExpansion& e) {
+    for (uintptr_t w : e.key) {
+      if (w != kConsWord && w != kArrayWord && !isReached(w)) return false;
+    }
+    for (const auto& [car, cdr] : e.cells) {
+      if (!atomReached(car) || !atomReached(cdr)) return false;
+    }
+    for (const _cell* c : e.cleared) {
+      if (!isReached(reinterpret_cast<uintptr_t>(c))) return false;
+    }
+    for (const auto& g : e.globals) {
+      if (!isReached(reinterpret_cast<uintptr_t>(g.second))) return false;
+    }
+    return atomReached(e.root);
+  };
+  std::unordered_set<const RememberedExpansion*> dropped;
+  for (auto it = entries_.begin(); it != entries_.end();) {
+    if (allReached(it->second)) {
+      ++it;
+    } else {
+      dropped.insert(&it->second);
+      it = entries_.erase(it);
+    }
+  }
+  if (!dropped.empty()) {
+    for (auto& [h, e] : entries_) {
+      auto& links = e.links;
+      links.erase(std::remove_if(links.begin(), links.end(),
+                                 [&](const NestedLink& l) { return dropped.count(l.target); }),
+                  links.end());
+    }
+  }
+  for (CallSite& site : sites_) {
+    if (site.args &&
+        (dropped.count(site.from) || !isReached(reinterpret_cast<uintptr_t>(site.args)))) {
+      site = CallSite{};
+    }
+  }
+  collections_ = collections;
 }
 
 void ExpansionCache::noteCallSites(RememberedExpansion& e, const std::vector<_cell*>& copy,

@@ -41,6 +41,7 @@
 #include <vector>
 
 #include "memory/cell.h"
+#include "memory/markbits.h"
 
 struct RememberedExpansion;
 
@@ -91,6 +92,7 @@ class ExpansionCache {
   bool makeKey(_cell* def, _cell* args, std::vector<uintptr_t>& key);
   RememberedExpansion* find(const std::vector<uintptr_t>& key, long epoch, long collections);
   RememberedExpansion& add(std::vector<uintptr_t>&& key);
+  size_t size() const { return entries_.size(); }
 
   // A replay made `copy` (the cells of e in order): its macro calls' argument cells are
   // noted, as of the destructive writes so far. The caller has flagged the copy's cells
@@ -103,6 +105,12 @@ class ExpansionCache {
                               WriteCounts writes);
   // Links such a place to the expansion its call found.
   void link(const _cell* args, const _cell* def, RememberedExpansion* target, WriteCounts writes);
+
+  // After garbage was handed out again (cmemory::reuseGarbage) with `collections` moved on:
+  // keeps the expansions whose every cell is among those a marking reached (so none of
+  // their addresses can have come to mean another object), with the links and noted call
+  // places between them, and forgets the rest.
+  void keepReached(const MarkBits& reached, const _cell* base, long size, long collections);
 
   static uint32_t copyFlag(const RememberedExpansion& e) {
     return e.callSites.empty() ? 0u : uint32_t{kCopyCell};

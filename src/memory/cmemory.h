@@ -265,8 +265,13 @@ class cmemory : public ctextproc {
   // At a point where a collection could run: marks into a scratch bitmap when the areas'
   // memory wants regions to reuse (see AreaPages), and hands the garbage it finds out again
   // (reuseGarbage); changes nothing visible.
-  void findFreeRegions();
+  // True when it ran and garbage was handed out again.
+  bool findFreeRegions();
   bool searchForced = false;  // the next search runs however recently the last one did
+  // What the last search for free regions found reachable (cells).
+  const MarkBits& searchReached() const {
+    return regionBits;
+  }
   // Whether the last search for free regions found c reachable.
   bool foundReachable(const _cell* c) const {
     return regionBits.words && regionBits.get(c - cellBase);

@@ -31,7 +31,7 @@ void cmemory::gc() {
   startInterval();
 }
 
-void cmemory::findFreeRegions() {
+bool cmemory::findFreeRegions() {
   // The same marking into bitmaps of its own: nothing the program can see changes (the
   // allocator's marks, the counters and the report stay as they are); it only tells which
   // regions behind the cursors hold nothing reachable, so that their memory can be reused.
@@ -41,14 +41,14 @@ void cmemory::findFreeRegions() {
   // at least as many cells since the last one (the areas ask again later).
   if (cellsTaken - takenAtSearch < reachedAtSearch && !searchForced) {
     cellPages.wantsDonors = intPages.wantsDonors = false;
-    return;
+    return false;
   }
   searchForced = false;
   if ((!regionBits.words && !allocBits(regionBits, kCells)) ||
       (!regionIntBits.words && !allocBits(regionIntBits, kIntegers))) {
     cellPages.stopAsking();
     intPages.stopAsking();
-    return;
+    return false;
   }
   cellPages.clearResident(regionBits);
   intPages.clearResident(regionIntBits);
@@ -61,6 +61,7 @@ void cmemory::findFreeRegions() {
   reuseGarbage(preludeSkipped);
   cellPages.afterCollection(regionBits, cellCursor, markedConses);
   intPages.afterCollection(regionIntBits, intCursor, markedConses);
+  return true;
 }
 
 // Where an element lies is the allocator's business (see memory/cmemory.h), so once a

@@ -66,4 +66,21 @@ TEST_F(GarbageReuse, WhatIsReachableIsNeverHandedOutAgain) {
 TEST_F(GarbageReuse, TheCollectorCountsTheSameAfterAReuse) {
   EXPECT_EQ(reportAfter(true), reportAfter(false));
 }
+// A reuse forgets the expansions of forms nothing reaches any more (their cells may be handed
+// out again), and keeps those of code that is still reachable.
+TEST_F(GarbageReuse, ExpansionsOfReachableCodeStayRememberedAcrossAReuse) {
+  evaluate("(defmacro twice (x) (list 'progn x x))");
+  evaluate("(defun f (a) (twice (setq a (1+ a))))");
+  evaluate("(f 1)");
+  evaluate("(f 1)");
+  evaluate("(twice 5)");
+  size_t before = lisp->expansions.size();
+  ASSERT_GE(before, 2u);
+  lisp->searchForced = true;
+  lisp->cellPages.wantsDonors = true;  // the search runs at the next evaluation step
+  evaluate("(+ 1 2)");
+  EXPECT_EQ(lisp->expansions.size(), before - 1);
+  evaluate("(f 1)");  // replayed, not remembered anew
+  EXPECT_EQ(lisp->expansions.size(), before - 1);
+}
 }  // namespace
