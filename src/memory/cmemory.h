@@ -46,9 +46,9 @@ class cmemory : public ctextproc {
   // one (the last element of an area is never handed out), and the wrap flag is set by the
   // 31,999,999th cell taken since start-up: before the cursor first wraps round no cell ahead
   // of it is in use, so it moves by exactly one cell per cell taken. So the cursors below
-  // only pass over elements really handed out (a rotating search over the marks, reusing
-  // what a collection freed only after they come round), and the counters alone decide
-  // fullness and the flag.
+  // only pass over elements really handed out (a rotating search over the marks, which also
+  // goes back to fill the holes that a search for garbage found: see reuseGarbage), and the
+  // counters alone decide fullness and the flag.
   _cell* getCell() {
     if (freeCells <= 1) Fatal(kCellsFull);
     return takeCell();
@@ -264,8 +264,7 @@ class cmemory : public ctextproc {
   }
   // At a point where a collection could run: marks into a scratch bitmap when the areas'
   // memory wants regions to reuse (see AreaPages), and hands the garbage it finds out again
-  // (reuseGarbage); changes nothing visible.
-  // True when it ran and garbage was handed out again.
+  // (reuseGarbage); changes nothing visible. True when it ran.
   bool findFreeRegions();
   bool searchForced = false;  // the next search runs however recently the last one did
   // What the last search for free regions found reachable (cells).
