@@ -32,11 +32,11 @@ void cmemory::gc() {
 }
 
 bool cmemory::findFreeRegions() {
-  // The same marking into bitmaps of its own: nothing the program can see changes (the
-  // allocator's marks, the counters and the report stay as they are); it only tells which
-  // regions behind the cursors hold nothing reachable, so that their memory can be reused.
-  // These bitmaps only ever hold marks of reachable elements, so clearing the regions that
-  // have memory clears them.
+  // The collector's marking, into bitmaps of its own: nothing the program can see changes
+  // (the counters, the cells taken and the report stay as they are). It tells which elements
+  // are garbage, so that they are handed out again (reuseGarbage), and which regions hold
+  // nothing reachable, so that their memory can be moved. These bitmaps only ever hold marks
+  // of reachable elements, so clearing the regions that have memory clears them.
   // A search costs a marking of all that is reachable: it waits until the program has taken
   // at least as many cells since the last one (the areas ask again later).
   if (cellsTaken - takenAtSearch < reachedAtSearch && !searchForced) {
